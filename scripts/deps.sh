@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# Installs the Debian packages the build and the tests need, when missing.
+# Sourced by bootstrap.sh and test.sh; safe to run again.
+set -euo pipefail
+
+TAVRIC_PACKAGES=(cmake g++ make libgtest-dev libgmock-dev libbenchmark-dev locales-all
+                 libcli11-dev nlohmann-json3-dev pkg-config)
+
+tavric_install_deps() {
+  local missing=()
+  for p in "${TAVRIC_PACKAGES[@]}"; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+  done
+  if [ ${#missing[@]} -eq 0 ]; then
+    return 0
+  fi
+  echo "Installing: ${missing[*]}"
+  local sudo=""
+  if [ "$(id -u)" -ne 0 ]; then sudo="sudo"; fi
+  $sudo apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
+}

@@ -1,0 +1,148 @@
+#include "polynomial/Polynome3Variables.h"
+
+#include "runtime/CheckedMath.h"
+
+namespace tavric {
+
+Polynome3Variables::Polynome3Variables() {
+  Byte n = 1;
+  INIT(n);
+}
+
+void Polynome3Variables::INIT(Byte& n) {
+  order_ = n;
+  // (n+2)(n+1), then (n+3), in 16-bit arithmetic: orders above 30 overflow.
+  const Int16 a = CheckedMul<Int16>(static_cast<Int16>(n + 2), static_cast<Int16>(n + 1));
+  const Int16 b = CheckedMul<Int16>(a, static_cast<Int16>(n + 3));
+  number_of_coeff_ = CInt(static_cast<double>(b) / 6.0);
+
+  coeff_.ReDim(1, 3, 1, number_of_coeff_);
+  power_.ReDim(1, 3, 1, number_of_coeff_);
+  Int32 t = 1;
+  for (int i = 0; i <= n; ++i)
+    for (int j = 0; j <= n - i; ++j)
+      for (int k = 0; k <= n - i - j; ++k) {
+        power_.Unchecked(1, t) = static_cast<Int16>(i);
+        power_.Unchecked(2, t) = static_cast<Int16>(j);
+        power_.Unchecked(3, t) = static_cast<Int16>(k);
+        ++t;
+      }
+}
+
+void Polynome3Variables::Order(Byte n) {
+  order_ = n;
+  Byte stored = Order();
+  INIT(stored);
+}
+
+Byte Polynome3Variables::Number_of_coeff() const { return Narrow<Byte>(number_of_coeff_); }
+
+// Value and Power walk the terms in their fixed order with one running
+// product m: within the R loop m is multiplied by R after each term; after
+// the R loop m restarts from the value it had before it, times Q; after the Q
+// loop likewise times P. No power is formed by exponentiation, and this
+// product order is part of the numerical result.
+void Polynome3Variables::Value(double P, double Q, double R, double& X, double& Y,
+                               double& Z) const {
+  const int n = order_;
+  coeff_.CheckRange(1, 3, 1, number_of_coeff_);
+  const double* c = coeff_.Data();
+  double x = 0.0, y = 0.0, z = 0.0;
+  double m = 1.0;
+  std::size_t t = 0;
+  for (int i = 0; i <= n; ++i) {
+    const double mP = m;
+    for (int j = 0; j <= n - i; ++j) {
+      const double mPQ = m;
+      for (int k = 0; k <= n - i - j; ++k) {
+        x += m * c[3 * t];
+        y += m * c[3 * t + 1];
+        z += m * c[3 * t + 2];
+        m *= R;
+        ++t;
+      }
+      m = mPQ * Q;
+    }
+    m = mP * P;
+  }
+  fp::Check();
+  X = x;
+  Y = y;
+  Z = z;
+}
+
+void Polynome3Variables::PowerInto(double P, double Q, double R, Array1<double>& out) const {
+  const int n = order_;
+  out.CheckRange(1, number_of_coeff_);
+  double* o = &out.Unchecked(1);
+  double m = 1.0;
+  std::size_t t = 0;
+  for (int i = 0; i <= n; ++i) {
+    const double mP = m;
+    for (int j = 0; j <= n - i; ++j) {
+      const double mPQ = m;
+      for (int k = 0; k <= n - i - j; ++k) {
+        o[t++] = m;
+        m *= R;
+      }
+      m = mPQ * Q;
+    }
+    m = mP * P;
+  }
+  fp::Check();
+}
+
+Array1<double> Polynome3Variables::Power(double P, double Q, double R) const {
+  Array1<double> out(1, number_of_coeff_);
+  PowerInto(P, Q, R, out);
+  return out;
+}
+
+std::string Polynome3Variables::Add(const Polynome3Variables& other) {
+  if (other.Order() != order_) return "Orders mismatch";
+  const Array2<double> theirs = other.Coeff();
+  for (Int32 t = 1; t <= number_of_coeff_; ++t)
+    for (Int32 axis = 1; axis <= 3; ++axis) coeff_(axis, t) += theirs(axis, t);
+  fp::Check();
+  return "OK";
+}
+
+void Polynome3Variables::PolyScale(double s) {
+  for (Int32 t = 1; t <= number_of_coeff_; ++t) {
+    const Int16 d = CheckedAdd<Int16>(CheckedAdd<Int16>(power_(1, t), power_(2, t)), power_(3, t));
+    const double f = fp::Power(s, d);
+    coeff_(1, t) /= f;
+    coeff_(2, t) /= f;
+    coeff_(3, t) /= f;
+  }
+  fp::Check();
+}
+
+void Polynome3Variables::Coeff(const Array2<double>& table) { coeff_ = table; }
+
+Array1<double> Polynome3Variables::theCoeff_i(Int16 i) const {
+  Array1<double> triple(1, 3);
+  for (Int32 axis = 1; axis <= 3; ++axis) triple(axis) = coeff_(axis, i);
+  return triple;
+}
+
+void Polynome3Variables::theCoeff_i(Int16 i, const Array1<double>& triple) {
+  for (Int32 axis = 1; axis <= 3; ++axis) coeff_(axis, i) = triple(axis);
+}
+
+Array1<double> Polynome3Variables::TheCoeff(Int16 PowerP, Int16 powerQ, Int16 powerR) const {
+  Array1<double> triple(1, 3);
+  for (Int32 t = 1; t <= number_of_coeff_; ++t)
+    if (power_(1, t) == PowerP && power_(2, t) == powerQ && power_(3, t) == powerR)
+      for (Int32 axis = 1; axis <= 3; ++axis) triple(axis) = coeff_(axis, t);
+  return triple;
+}
+
+void Polynome3Variables::TheCoeff(Int16 PowerP, Int16 powerQ, Int16 powerR,
+                                  const Array1<double>& triple) {
+  for (Int32 t = 1; t <= number_of_coeff_; ++t)
+    if (power_(1, t) == PowerP && power_(2, t) == powerQ && power_(3, t) == powerR)
+      for (Int32 axis = 1; axis <= 3; ++axis) coeff_(axis, t) = triple(axis);
+}
+
+}  // namespace tavric

@@ -1,0 +1,217 @@
+#include "runtime/TextFile.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+
+#include "runtime/NumberText.h"
+#include "tavric/RuntimeError.h"
+
+namespace tavric {
+namespace {
+
+namespace fs = std::filesystem;
+
+bool IsBlank(char c) { return c == ' ' || c == '\t'; }
+bool IsLineEnd(char c) { return c == '\r' || c == '\n'; }
+
+bool ParentExists(const std::string& path) {
+  std::error_code ec;
+  const fs::path parent = fs::path(path).parent_path();
+  return parent.empty() || fs::is_directory(parent, ec);
+}
+
+[[noreturn]] void RaiseOpenError(const std::string& path, int error_number, bool for_input) {
+  std::error_code ec;
+  if (fs::is_directory(path, ec)) Raise(err::kPathFileAccess);
+  switch (error_number) {
+    case ENOENT:
+      if (!ParentExists(path)) Raise(err::kPathNotFound);
+      Raise(for_input ? err::kFileNotFound : err::kPathNotFound);
+    case ENOTDIR: Raise(err::kPathNotFound);
+    case EACCES:
+    case EPERM:
+    case EROFS: Raise(err::kPermissionDenied);
+    case ENOSPC: Raise(err::kDiskFull);
+    default: Raise(err::kPathFileAccess);
+  }
+}
+
+[[noreturn]] void RaiseWriteError(int error_number) {
+  Raise(error_number == ENOSPC ? err::kDiskFull : err::kDeviceIO);
+}
+
+}  // namespace
+
+TextFile::~TextFile() {
+  if (out_ != nullptr) std::fclose(out_);
+}
+
+void TextFile::Open(const std::string& path, Mode mode) {
+  if (open_) Close();
+  if (path.empty()) Raise(err::kPathFileAccess);
+  std::error_code ec;
+  if (fs::is_directory(path, ec)) Raise(err::kPathFileAccess);
+  mode_ = mode;
+  if (mode == Mode::kInput) {
+    errno = 0;
+    std::FILE* f = std::fopen(path.c_str(), "rb");
+    if (f == nullptr) RaiseOpenError(path, errno, true);
+    std::string content;
+    char chunk[65536];
+    std::size_t n;
+    while ((n = std::fread(chunk, 1, sizeof chunk, f)) > 0) content.append(chunk, n);
+    const bool failed = std::ferror(f) != 0;
+    std::fclose(f);
+    if (failed) Raise(err::kDeviceIO);
+    content_ = std::move(content);
+    pos_ = 0;
+    at_record_start_ = true;
+  } else {
+    errno = 0;
+    out_ = std::fopen(path.c_str(), "wb");
+    if (out_ == nullptr) RaiseOpenError(path, errno, false);
+  }
+  open_ = true;
+}
+
+void TextFile::Close() {
+  if (!open_) return;
+  open_ = false;
+  content_.clear();
+  pos_ = 0;
+  if (out_ != nullptr) {
+    std::FILE* f = out_;
+    out_ = nullptr;
+    errno = 0;
+    const bool flushed = std::fflush(f) == 0;
+    const int flush_errno = errno;
+    const bool closed = std::fclose(f) == 0;
+    if (!flushed) RaiseWriteError(flush_errno);
+    if (!closed) RaiseWriteError(errno);
+  }
+}
+
+void TextFile::RequireMode(Mode mode) const {
+  // Reading a file opened for output (or the reverse) is a bad file mode;
+  // an unopened file is a bad file name or number.
+  if (!open_ || mode_ != mode) Raise(err::kPathFileAccess);
+}
+
+bool TextFile::AtLineEnd() const { return pos_ < content_.size() && IsLineEnd(content_[pos_]); }
+
+void TextFile::SkipLineEnd() {
+  if (pos_ < content_.size() && content_[pos_] == '\r') {
+    ++pos_;
+    if (pos_ < content_.size() && content_[pos_] == '\n') ++pos_;
+  } else if (pos_ < content_.size() && content_[pos_] == '\n') {
+    ++pos_;
+  }
+}
+
+void TextFile::SkipBlanks() {
+  while (pos_ < content_.size() && IsBlank(content_[pos_])) ++pos_;
+}
+
+void TextFile::SkipBlankLines() {
+  for (;;) {
+    SkipBlanks();
+    if (!AtLineEnd()) return;
+    SkipLineEnd();
+  }
+}
+
+void TextFile::ConsumeDelimiter() {
+  if (pos_ >= content_.size()) {
+    at_record_start_ = true;
+    return;
+  }
+  if (content_[pos_] == ',') {
+    ++pos_;
+    at_record_start_ = false;
+  } else {
+    SkipLineEnd();
+    at_record_start_ = true;
+  }
+}
+
+std::string TextFile::InputField() {
+  RequireMode(Mode::kInput);
+  if (at_record_start_) {
+    SkipBlankLines();
+  } else {
+    SkipBlanks();
+  }
+  if (pos_ >= content_.size()) Raise(err::kInputPastEnd);
+  std::string field;
+  if (content_[pos_] == '"') {
+    const std::size_t close = content_.find('"', pos_ + 1);
+    const std::size_t end = close == std::string::npos ? content_.size() : close;
+    field = content_.substr(pos_ + 1, end - pos_ - 1);
+    pos_ = close == std::string::npos ? content_.size() : close + 1;
+    while (pos_ < content_.size() && content_[pos_] != ',' && !IsLineEnd(content_[pos_])) ++pos_;
+  } else {
+    const std::size_t start = pos_;
+    while (pos_ < content_.size() && content_[pos_] != ',' && !IsLineEnd(content_[pos_])) ++pos_;
+    std::size_t end = pos_;
+    while (end > start && IsBlank(content_[end - 1])) --end;
+    field = content_.substr(start, end - start);
+  }
+  ConsumeDelimiter();
+  return field;
+}
+
+double TextFile::InputNumber() {
+  if (at_record_start_) {
+    RequireMode(Mode::kInput);
+    SkipBlankLines();
+  } else {
+    SkipBlanks();
+  }
+  const bool quoted = pos_ < content_.size() && content_[pos_] == '"';
+  const std::string field = InputField();
+  if (quoted) Raise(err::kTypeMismatch);
+  const auto value = TryParseInvariant(field);
+  if (!value) Raise(err::kTypeMismatch);
+  return *value;
+}
+
+std::string TextFile::LineInput() {
+  RequireMode(Mode::kInput);
+  if (pos_ >= content_.size()) Raise(err::kInputPastEnd);
+  const std::size_t start = pos_;
+  while (pos_ < content_.size() && !IsLineEnd(content_[pos_])) ++pos_;
+  std::string line = content_.substr(start, pos_ - start);
+  SkipLineEnd();
+  at_record_start_ = true;
+  return line;
+}
+
+bool TextFile::Eof() const {
+  RequireMode(Mode::kInput);
+  for (std::size_t i = pos_; i < content_.size(); ++i)
+    if (!IsBlank(content_[i]) && !IsLineEnd(content_[i])) return false;
+  return true;
+}
+
+void TextFile::WriteRecord(std::initializer_list<Item> items) {
+  RequireMode(Mode::kOutput);
+  std::string record;
+  bool first = true;
+  for (const Item& item : items) {
+    if (!first) record += ',';
+    first = false;
+    if (const auto* s = std::get_if<std::string>(&item)) {
+      record += '"' + *s + '"';
+    } else if (const auto* d = std::get_if<double>(&item)) {
+      record += FormatRecordNumber(*d);
+    } else {
+      record += std::to_string(std::get<long long>(item));
+    }
+  }
+  record += "\r\n";
+  errno = 0;
+  if (std::fwrite(record.data(), 1, record.size(), out_) != record.size()) RaiseWriteError(errno);
+}
+
+}  // namespace tavric

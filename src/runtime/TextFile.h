@@ -1,0 +1,83 @@
+// Sequential text files: the free-format reading and the delimited record
+// writing that the library's file formats are built on.
+//
+// Reading rules (the file is read whole when it is opened for input):
+//   - Line ends are CR LF, LF or CR.
+//   - InputField reads one field: leading blanks (spaces, tabs) are skipped;
+//     at the start of a record, lines holding only blanks are skipped too. A
+//     field in double quotes ends at the closing quote and may hold commas and
+//     blanks; the quotes are removed and anything up to the next delimiter is
+//     ignored. An unquoted field ends at a comma or a line end and loses its
+//     trailing blanks. The delimiter (one comma, or one line end) is consumed.
+//     Reading when no field remains raises 62 "Input past end of file".
+//   - InputNumber reads a field and converts it in invariant form (period as
+//     decimal point, zero before the point optional, exponent form accepted);
+//     an empty, quoted or malformed field raises 13 "Type mismatch".
+//   - LineInput returns the rest of the current line without its line end
+//     (62 at the end of the file).
+//   - Eof is true when nothing but blanks and line ends remains, so trailing
+//     blank lines never count as data.
+//
+// Writing rules: WriteRecord writes its items separated by commas, strings in
+// double quotes, numbers in record form (FormatRecordNumber), whole numbers
+// as plain integers, and ends the record with CR LF.
+//
+// Errors on opening: a missing file 53, a missing folder 76, a folder given
+// as a file 75, access refused 70, any other failure 75. A failed write is 61
+// when the disk is full and 57 otherwise.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <initializer_list>
+#include <string>
+#include <variant>
+
+namespace tavric {
+
+class TextFile {
+ public:
+  enum class Mode { kInput, kOutput };
+
+  // One item of a written record.
+  using Item = std::variant<std::string, double, long long>;
+
+  TextFile() = default;
+  TextFile(const std::string& path, Mode mode) { Open(path, mode); }
+  ~TextFile();
+  TextFile(const TextFile&) = delete;
+  TextFile& operator=(const TextFile&) = delete;
+
+  void Open(const std::string& path, Mode mode);
+  // Closes the file; a failure to flush an output file raises 61 or 57.
+  void Close();
+  bool IsOpen() const noexcept { return open_; }
+
+  // Reading (input mode).
+  std::string InputField();
+  double InputNumber();
+  std::string LineInput();
+  bool Eof() const;
+
+  // Writing (output mode).
+  void WriteRecord(std::initializer_list<Item> items);
+
+ private:
+  void RequireMode(Mode mode) const;
+  bool AtLineEnd() const;
+  void SkipLineEnd();
+  void SkipBlanks();
+  void SkipBlankLines();
+  void ConsumeDelimiter();
+
+  Mode mode_ = Mode::kInput;
+  bool open_ = false;
+  // Input state.
+  std::string content_;
+  std::size_t pos_ = 0;
+  bool at_record_start_ = true;
+  // Output state.
+  std::FILE* out_ = nullptr;
+};
+
+}  // namespace tavric

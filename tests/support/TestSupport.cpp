@@ -1,0 +1,50 @@
+#include "TestSupport.h"
+
+#include <fstream>
+#include <random>
+#include <sstream>
+
+#include "interface/ProjectState.h"
+#include "runtime/CheckedMath.h"
+
+namespace tavric::testing {
+
+void ResetThreadState() {
+  fp::ClearFaults();
+  State() = ProjectState{};
+}
+
+std::optional<std::filesystem::path> SharedDir() {
+  std::filesystem::path dir(TAVRIC_SHARED_DIR);
+  std::error_code ec;
+  if (std::filesystem::is_directory(dir, ec)) return dir;
+  return std::nullopt;
+}
+
+TempDir::TempDir() {
+  std::random_device rd;
+  const auto base = std::filesystem::temp_directory_path();
+  for (;;) {
+    path_ = base / ("tavric-test-" + std::to_string(rd()));
+    if (std::filesystem::create_directory(path_)) break;
+  }
+}
+
+TempDir::~TempDir() {
+  std::error_code ec;
+  std::filesystem::remove_all(path_, ec);
+}
+
+void WriteFileBytes(const std::string& path, const std::string& content) {
+  std::ofstream out(path, std::ios::binary);
+  out << content;
+}
+
+std::string ReadFileBytes(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+}  // namespace tavric::testing

@@ -1,0 +1,50 @@
+// Helpers shared by the tests.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "tavric/RuntimeError.h"
+
+namespace tavric::testing {
+
+// Clears the floating-point fault flags and resets this thread's project
+// state to a default-constructed one.
+void ResetThreadState();
+
+// The folder of the shared reference data, if it is present beside the
+// project checkout.
+std::optional<std::filesystem::path> SharedDir();
+
+// A fresh, empty temporary folder, removed when the object goes away.
+class TempDir {
+ public:
+  TempDir();
+  ~TempDir();
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+  const std::filesystem::path& Path() const { return path_; }
+  std::string File(const std::string& name) const { return (path_ / name).string(); }
+
+ private:
+  std::filesystem::path path_;
+};
+
+// Writes `content` to a file byte for byte.
+void WriteFileBytes(const std::string& path, const std::string& content);
+// Reads a whole file byte for byte.
+std::string ReadFileBytes(const std::string& path);
+
+}  // namespace tavric::testing
+
+// Expects `statement` to raise RuntimeError with the given error number.
+#define EXPECT_RUNTIME_ERROR(statement, number)                                  \
+  do {                                                                           \
+    try {                                                                        \
+      statement;                                                                 \
+      ADD_FAILURE() << "expected run-time error " << (number) << ", none raised"; \
+    } catch (const ::tavric::RuntimeError& e_) {                                 \
+      EXPECT_EQ(e_.Number(), (number)) << e_.Description();                      \
+    }                                                                            \
+  } while (0)
