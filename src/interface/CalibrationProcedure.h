@@ -1,0 +1,31 @@
+// The calibration procedure: one calibration run on a data array, and the two
+// entry points Optimise and OptimiseFromFile that lead to it.
+//
+// Steps of a run: clamp the order; fit the reference sphere to the machine
+// positions; check that enough planes were scanned in both senses; build the
+// starting matrix from the head orientation; initialise and iterate the
+// calibration model; on success install the fitted polynomial (scaled back to
+// raw counts, probe offsets restored) as the calibration polynomial.
+#pragma once
+
+#include <string>
+
+#include "runtime/Narrow.h"
+#include "tavric/BoundedArray.h"
+
+namespace tavric {
+
+// Number of samples of a calibration data array (16-bit: raises 6 beyond
+// 32,767).
+Int16 SampleCount(const Array2<double>& data);
+
+// One run on `data` with `order` (clamped in place). Returns the result text
+// ("OK" or the first failing step's message) and stores it as the last
+// result. Run-time errors propagate to the caller's trap.
+std::string RunCalibration(const Array2<double>& data, Byte& order);
+
+// The entry points behind ClsProbeCalibration::Optimise / OptimiseFromFile.
+std::string Optimise(const Array2<double>& data, Byte& order);
+std::string OptimiseFromFile(const std::string& file_name, Byte& order);
+
+}  // namespace tavric

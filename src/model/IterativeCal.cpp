@@ -1,0 +1,227 @@
+#include "model/IterativeCal.h"
+
+#include <cmath>
+
+#include "display/FormDisplay.h"
+#include "geometry/Matrix33.h"
+#include "interface/ProjectState.h"
+#include "polynomial/Polynome3Variables.h"
+#include "runtime/CheckedMath.h"
+#include "runtime/ErrorTrap.h"
+#include "sphere/ClsSphere.h"
+
+namespace tavric {
+namespace {
+
+// The triple (a, b, c) as an array with bounds 1 to 3.
+Array1<double> Triple(double a, double b, double c) {
+  Array1<double> t(1, 3);
+  t(1) = a;
+  t(2) = b;
+  t(3) = c;
+  return t;
+}
+
+}  // namespace
+
+IterativeCal::IterativeCal() : lm_(std::make_unique<Levenberg_Marquardt>(*this)) {}
+
+IterativeCal::~IterativeCal() = default;
+
+std::string IterativeCal::INIT(const Array2<double>& Data, Byte Order, Matrix33& M0,
+                               const Array1<double>& Offsets) {
+  try {
+    // 1. The working polynomial for the order.
+    poly_ = std::make_shared<Polynome3Variables>();
+    Byte order = Order;
+    poly_->INIT(order);
+
+    // 2. First-order terms from the starting matrix, column by column.
+    const Int16 powers[3][3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+    for (Byte c = 1; c <= 3; ++c) {
+      Byte r1 = 1, r2 = 2, r3 = 3, col = c;
+      const auto triple =
+          Triple(M0.Mij(r1, col) * 1000.0, M0.Mij(r2, col) * 1000.0, M0.Mij(r3, col) * 1000.0);
+      fp::Check();
+      const auto& p = powers[c - 1];
+      poly_->TheCoeff(p[0], p[1], p[2], triple);
+    }
+
+    // 3. Samples, readings array and a copy of the data.
+    const Int32 lower1 = Data.LBound(1);
+    const Int32 lower2 = Data.LBound(2);
+    samples_ = Narrow<Int16>(Data.UBound(2) - lower2 + 1);
+    readings_.ReDim(1, 3, 1, samples_);
+    data_ = Data;
+
+    // 4. Offset-corrected readings in thousands of counts.
+    const double o1 = Offsets(1), o2 = Offsets(2), o3 = Offsets(3);
+    Data.CheckRange(lower1, lower1 + 5, lower2, lower2 + samples_ - 1);
+    for (Int32 k = 1; k <= samples_; ++k) {
+      const Int32 col = lower2 + k - 1;
+      readings_.Unchecked(1, k) = (o1 + fp::RequireFinite(Data.Unchecked(lower1, col))) / 1000.0;
+      readings_.Unchecked(2, k) =
+          (o2 + fp::RequireFinite(Data.Unchecked(lower1 + 1, col))) / 1000.0;
+      readings_.Unchecked(3, k) =
+          (o3 + fp::RequireFinite(Data.Unchecked(lower1 + 2, col))) / 1000.0;
+      for (Int32 f = 3; f <= 5; ++f) fp::RequireFinite(Data.Unchecked(lower1 + f, col));
+    }
+    fp::Check();
+
+    // 5. Work arrays and the parameter count.
+    work_.ReDim(1, 4, 1, samples_);
+    const Int16 n = poly_->Number_of_coeff();
+    m_ = CheckedAdd<Int16>(4, CheckedMul<Int16>(3, static_cast<Int16>(n - 1)));
+    powers_.ReDim(1, n);
+    initialised_ = true;
+    return "OK";
+  } catch (...) {
+    return TrapText("Iterate INIT error n°", CurrentErrorInfo(), " : ");
+  }
+}
+
+Array1<double> IterativeCal::Pack() {
+  ClsSphere& sphere = StateSphere();
+  Polynome3Variables& poly = Deref(poly_);
+  Array1<double> X(1, m_);
+  const ClsVector& centre = Deref(sphere.Pt());
+  X(1) = centre.C1();
+  X(2) = centre.C2();
+  X(3) = centre.C3();
+  X(4) = sphere.R();
+  const Int16 n = poly.Number_of_coeff();
+  for (Int16 i = 1; i <= n - 1; ++i) {
+    const Array1<double> t = poly.theCoeff_i(static_cast<Int16>(i + 1));
+    X(4 + i) = t(1);
+    X(4 + i + (n - 1)) = t(2);
+    X(4 + i + 2 * (n - 1)) = t(3);
+  }
+  return X;
+}
+
+void IterativeCal::Unpack(const Array1<double>& X) {
+  ClsSphere& sphere = StateSphere();
+  Polynome3Variables& poly = Deref(poly_);
+  ClsVector& centre = Deref(sphere.Pt());
+  centre.C1(X(1));
+  centre.C2(X(2));
+  centre.C3(X(3));
+  sphere.R(X(4));
+  const Int16 n = poly.Number_of_coeff();
+  for (Int16 i = 1; i <= n - 1; ++i)
+    poly.theCoeff_i(static_cast<Int16>(i + 1),
+                    Triple(X(4 + i), X(4 + i + (n - 1)), X(4 + i + 2 * (n - 1))));
+  if (State().progress_display) {
+    FormDisplay& form = StateForm();
+    form.UpdateFirstOrder(poly);
+    form.UpdateSphereParam(sphere);
+  }
+}
+
+// Residuals: for each sample the deflected point (machine position plus the
+// polynomial's deflection at the sample's readings) minus the centre gives
+// w1..w3, its length w4, and the residual w4 - radius. w1..w4 are kept for
+// the Jacobian of the same point.
+void IterativeCal::Getfi(Int16& which, Array1<double>& X) {
+  Unpack(X);
+  const ClsSphere& sphere = StateSphere();
+  const ClsVector& centre = *StateSphere().Pt();
+  const double c1 = centre.C1(), c2 = centre.C2(), c3 = centre.C3();
+  const double radius = sphere.R();
+  const Polynome3Variables& poly = *poly_;
+
+  const Int32 lower1 = data_.LBound(1);
+  const Int32 lower2 = data_.LBound(2);
+  Array1<double> f(1, samples_);
+  for (Int32 k = 1; k <= samples_; ++k) {
+    double dx, dy, dz;
+    poly.Value(readings_.Unchecked(1, k), readings_.Unchecked(2, k), readings_.Unchecked(3, k),
+               dx, dy, dz);
+    const Int32 col = lower2 + k - 1;
+    const double w1 = dx + data_.Unchecked(lower1 + 3, col) - c1;
+    const double w2 = dy + data_.Unchecked(lower1 + 4, col) - c2;
+    const double w3 = dz + data_.Unchecked(lower1 + 5, col) - c3;
+    const double w4 = fp::Sqr(w1 * w1 + w2 * w2 + w3 * w3);
+    work_.Unchecked(1, k) = w1;
+    work_.Unchecked(2, k) = w2;
+    work_.Unchecked(3, k) = w3;
+    work_.Unchecked(4, k) = w4;
+    f.Unchecked(k) = w4 - radius;
+  }
+  fp::Check();
+  if (which == 0) {
+    lm_->fi(std::move(f));
+  } else {
+    lm_->fip1(std::move(f));
+  }
+}
+
+// Analytic Jacobian at the point of the last Getfi: the derivative of the
+// residual with respect to the centre is minus the unit vector w/w4, with
+// respect to the radius -1, and with respect to coefficient t of an axis the
+// unit vector's component on that axis times the term's monomial value.
+void IterativeCal::GetJacobian() {
+  const Polynome3Variables& poly = *poly_;
+  const Int16 n = poly.Number_of_coeff();
+  Array2<double> J(1, m_, 1, samples_);
+  const std::size_t m = static_cast<std::size_t>(m_);
+  const std::size_t terms = static_cast<std::size_t>(n - 1);
+  double* column = J.Data();
+  for (Int32 k = 1; k <= samples_; ++k, column += m) {
+    poly.PowerInto(readings_.Unchecked(1, k), readings_.Unchecked(2, k),
+                   readings_.Unchecked(3, k), powers_);
+    const double w4 = work_.Unchecked(4, k);
+    const double j1 = -work_.Unchecked(1, k) / w4;
+    const double j2 = -work_.Unchecked(2, k) / w4;
+    const double j3 = -work_.Unchecked(3, k) / w4;
+    column[0] = j1;
+    column[1] = j2;
+    column[2] = j3;
+    column[3] = -1.0;
+    const double* value = &powers_.Unchecked(1);
+    for (std::size_t t = 1; t <= terms; ++t) {
+      const double v = value[t];  // monomial of term t + 1
+      column[3 + t] = -j1 * v;
+      column[3 + terms + t] = -j2 * v;
+      column[3 + 2 * terms + t] = -j3 * v;
+    }
+  }
+  fp::Check();
+  lm_->Jacobian(std::move(J));
+}
+
+// Stability tests: every sphere step below ConvergenceSphereValue, every
+// polynomial step below ConvergencePolyParamValue x 1000 (the model's
+// coefficients are in thousands of counts), the gradient norm below
+// ConvergenceGradientNormValue. All comparisons are strict.
+void IterativeCal::GetTol(Array1<double>& Dx, double& GradientNorm) {
+  const ProjectState& s = State();
+  bool sphere_stable = true;
+  bool poly_stable = true;
+  for (Int32 i = 1; i <= 4; ++i)
+    if (std::fabs(Dx(i)) >= s.ConvergenceSphereValue) sphere_stable = false;
+  const double poly_threshold = s.ConvergencePolyParamValue * 1000.0;
+  for (Int32 i = 5; i <= m_; ++i)
+    if (std::fabs(Dx(i)) >= poly_threshold) poly_stable = false;
+  fp::Check();
+  lm_->SmalldX(sphere_stable && poly_stable);
+  lm_->SmallGradient(std::fabs(GradientNorm) < s.ConvergenceGradientNormValue);
+  if (s.progress_display) {
+    FormDisplay& form = StateForm();
+    form.UpdateSphereStable(sphere_stable);
+    form.UpdateMatrixStable(poly_stable);
+    form.UpdateGradientStable(lm_->SmallGradient());
+  }
+}
+
+std::string IterativeCal::Iterate() {
+  if (!initialised_) return "Iterate error : initialisation not done.";
+  try {
+    Array1<double> X = Pack();
+    return lm_->Optimize(X);
+  } catch (...) {
+    return TrapText("Iterate error n°", CurrentErrorInfo(), " : ");
+  }
+}
+
+}  // namespace tavric

@@ -1,0 +1,74 @@
+// IterativeCal: the calibration model that the optimiser fits.
+//
+// Parameters: the sphere centre (1..3) and radius (4), then the X, Y and Z
+// coefficients of every polynomial term but the constant one (which holds
+// the probe offsets and is never fitted): M = 4 + 3(n - 1) for n terms.
+// Residual of sample k: the distance of the deflected point (machine
+// position + polynomial deflection) from the sphere centre, minus the radius.
+// The model works in thousands of counts: readings are offset-corrected and
+// divided by 1000, and the first-order terms are seeded times 1000.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "runtime/Narrow.h"
+#include "runtime/ObjectRef.h"
+#include "solvers/Levenberg_Marquardt.h"
+#include "tavric/BoundedArray.h"
+
+namespace tavric {
+
+class Matrix33;
+class Polynome3Variables;
+
+class IterativeCal : public LMModel {
+ public:
+  IterativeCal();
+  ~IterativeCal() override;
+
+  // Sizes the working polynomial for `Order`, seeds its first-order terms
+  // from M0 (x 1000), prepares the readings ((Offsets(i) + raw) / 1000).
+  // Returns "OK" or "Iterate INIT error n°<number> : <description>".
+  std::string INIT(const Array2<double>& Data, Byte Order, Matrix33& M0,
+                   const Array1<double>& Offsets);
+
+  // Packs sphere and coefficients into the parameter vector and runs the
+  // optimiser. Returns its text, "Iterate error : initialisation not done."
+  // before a successful INIT, or "Iterate error n°<number> : <description>".
+  std::string Iterate();
+
+  // The working polynomial (the fitted one after Iterate).
+  const Ref<Polynome3Variables>& Polynomial() const noexcept { return poly_; }
+  // Hands the working polynomial over and clears the model's reference.
+  Ref<Polynome3Variables> TakePolynomial() noexcept { return std::move(poly_); }
+
+  // Number of parameters M.
+  Int16 ParameterCount() const noexcept { return m_; }
+  bool Initialised() const noexcept { return initialised_; }
+
+  // The packed parameter vector of the current sphere and polynomial, and
+  // its inverse (sphere and working polynomial set from X).
+  Array1<double> Pack();
+  void Unpack(const Array1<double>& X);
+
+  // The optimiser's events.
+  void Getfi(Int16& which, Array1<double>& X) override;
+  void GetJacobian() override;
+  void GetTol(Array1<double>& Dx, double& GradientNorm) override;
+
+  Levenberg_Marquardt& LM() noexcept { return *lm_; }
+
+ private:
+  std::unique_ptr<Levenberg_Marquardt> lm_;
+  Ref<Polynome3Variables> poly_;
+  Array2<double> data_;      // copy of the calibration data
+  Array2<double> readings_;  // (1 To 3, 1 To N): corrected readings / 1000
+  Array2<double> work_;      // (1 To 4, 1 To N): w1, w2, w3, w4 of the last evaluation
+  Array1<double> powers_;    // monomial values of one sample (1 To n)
+  Int16 samples_ = 0;
+  Int16 m_ = 0;
+  bool initialised_ = false;
+};
+
+}  // namespace tavric
