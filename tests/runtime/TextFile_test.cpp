@@ -1,0 +1,161 @@
+#include "runtime/TextFile.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "TestSupport.h"
+
+namespace tavric {
+namespace {
+
+using testing::ReadFileBytes;
+using testing::TempDir;
+using testing::WriteFileBytes;
+
+TEST(TextFile, WritesRecordsWithQuotedStringsAndCrLf) {
+  TempDir dir;
+  const std::string path = dir.File("out.txt");
+  {
+    TextFile f(path, TextFile::Mode::kOutput);
+    f.WriteRecord({std::string("SPHERE :")});
+    f.WriteRecord({std::string("X"), std::string("Y"), std::string("Z"), std::string("R")});
+    f.WriteRecord({0.0, -0.0, -0.5, 0.0001, 0.00001, 6.15834180863661E-05});
+    f.WriteRecord({123456789012345.0, 1E+15, 1.0 / 3.0, 3LL, -12LL});
+    f.Close();
+  }
+  EXPECT_EQ(ReadFileBytes(path),
+            "\"SPHERE :\"\r\n"
+            "\"X\",\"Y\",\"Z\",\"R\"\r\n"
+            "0,0,-0.5,0.0001,1E-05,6.15834180863661E-05\r\n"
+            "123456789012345,1E+15,0.333333333333333,3,-12\r\n");
+}
+
+TEST(TextFile, ReadsQuotedFieldsWithCommasAndDropsSurroundingBlanks) {
+  TempDir dir;
+  const std::string path = dir.File("in.txt");
+  WriteFileBytes(path, "  \"a, b\" , plain text  ,\"x\"\r\n1.5,  -2 \r\n");
+  TextFile f(path, TextFile::Mode::kInput);
+  EXPECT_EQ(f.InputField(), "a, b");
+  EXPECT_EQ(f.InputField(), "plain text");
+  EXPECT_EQ(f.InputField(), "x");
+  EXPECT_EQ(f.InputNumber(), 1.5);
+  EXPECT_EQ(f.InputNumber(), -2.0);
+  EXPECT_TRUE(f.Eof());
+  EXPECT_RUNTIME_ERROR(f.InputField(), 62);
+}
+
+TEST(TextFile, AcceptsCrLfLfAndCrLineEnds) {
+  TempDir dir;
+  for (const std::string eol : {"\r\n", "\n", "\r"}) {
+    const std::string path = dir.File("eol.txt");
+    WriteFileBytes(path, "a,b" + eol + "c" + eol + "line two" + eol);
+    TextFile f(path, TextFile::Mode::kInput);
+    EXPECT_EQ(f.InputField(), "a");
+    EXPECT_EQ(f.InputField(), "b");
+    EXPECT_EQ(f.InputField(), "c");
+    EXPECT_EQ(f.LineInput(), "line two");
+    EXPECT_TRUE(f.Eof());
+  }
+}
+
+TEST(TextFile, BlankLinesBetweenRecordsAreSkippedAndTrailingOnesAreEndOfFile) {
+  TempDir dir;
+  const std::string path = dir.File("blank.txt");
+  WriteFileBytes(path, "1\r\n\r\n   \r\n2\r\n\r\n\r\n");
+  TextFile f(path, TextFile::Mode::kInput);
+  EXPECT_EQ(f.InputNumber(), 1.0);
+  EXPECT_FALSE(f.Eof());
+  EXPECT_EQ(f.InputNumber(), 2.0);
+  EXPECT_TRUE(f.Eof());
+}
+
+TEST(TextFile, AnEmptyFieldBetweenCommasIsAField) {
+  TempDir dir;
+  const std::string path = dir.File("empty.txt");
+  WriteFileBytes(path, "a,,c\r\n");
+  TextFile f(path, TextFile::Mode::kInput);
+  EXPECT_EQ(f.InputField(), "a");
+  EXPECT_EQ(f.InputField(), "");
+  EXPECT_EQ(f.InputField(), "c");
+}
+
+TEST(TextFile, ANumberFieldThatIsNotANumberIsTypeMismatch) {
+  TempDir dir;
+  const std::string path = dir.File("nan.txt");
+  WriteFileBytes(path, "abc,\"12\",,1e5\r\n");
+  TextFile f(path, TextFile::Mode::kInput);
+  EXPECT_RUNTIME_ERROR(f.InputNumber(), 13);  // text
+  EXPECT_RUNTIME_ERROR(f.InputNumber(), 13);  // quoted
+  EXPECT_RUNTIME_ERROR(f.InputNumber(), 13);  // empty
+  EXPECT_EQ(f.InputNumber(), 1e5);
+}
+
+TEST(TextFile, NumbersWithoutLeadingZeroAndInExponentFormAreRead) {
+  TempDir dir;
+  const std::string path = dir.File("num.txt");
+  WriteFileBytes(path, ".5,-.25,6.15834180863661E-05,2.5E+20\n");
+  TextFile f(path, TextFile::Mode::kInput);
+  EXPECT_EQ(f.InputNumber(), 0.5);
+  EXPECT_EQ(f.InputNumber(), -0.25);
+  EXPECT_EQ(f.InputNumber(), 6.15834180863661E-05);
+  EXPECT_EQ(f.InputNumber(), 2.5E+20);
+}
+
+TEST(TextFile, LineInputReadsWholeLinesAndFailsPastTheEnd) {
+  TempDir dir;
+  const std::string path = dir.File("lines.txt");
+  WriteFileBytes(path, "first, with comma\r\n\r\nlast");
+  TextFile f(path, TextFile::Mode::kInput);
+  EXPECT_EQ(f.LineInput(), "first, with comma");
+  EXPECT_EQ(f.LineInput(), "");
+  EXPECT_EQ(f.LineInput(), "last");
+  EXPECT_TRUE(f.Eof());
+  EXPECT_RUNTIME_ERROR(f.LineInput(), 62);
+}
+
+TEST(TextFile, AnEmptyFileIsAtItsEnd) {
+  TempDir dir;
+  const std::string path = dir.File("empty.txt");
+  WriteFileBytes(path, "");
+  TextFile f(path, TextFile::Mode::kInput);
+  EXPECT_TRUE(f.Eof());
+  EXPECT_RUNTIME_ERROR(f.InputField(), 62);
+}
+
+TEST(TextFile, OpeningErrorsHaveTheirOwnNumbers) {
+  TempDir dir;
+  TextFile f;
+  EXPECT_RUNTIME_ERROR(f.Open(dir.File("missing.txt"), TextFile::Mode::kInput), 53);
+  EXPECT_RUNTIME_ERROR(f.Open(dir.File("no/such/folder/x.txt"), TextFile::Mode::kInput), 76);
+  EXPECT_RUNTIME_ERROR(f.Open(dir.File("no/such/folder/x.txt"), TextFile::Mode::kOutput), 76);
+  EXPECT_RUNTIME_ERROR(f.Open(dir.Path().string(), TextFile::Mode::kInput), 75);
+  EXPECT_RUNTIME_ERROR(f.Open(dir.Path().string(), TextFile::Mode::kOutput), 75);
+  EXPECT_RUNTIME_ERROR(f.Open("", TextFile::Mode::kInput), 75);
+}
+
+TEST(TextFile, AFileThatMayNotBeOpenedIsPermissionDenied) {
+  if (geteuid() == 0) GTEST_SKIP() << "permissions are not enforced for root";
+  TempDir dir;
+  const std::string path = dir.File("locked.txt");
+  WriteFileBytes(path, "x");
+  std::filesystem::permissions(path, std::filesystem::perms::none);
+  TextFile f;
+  EXPECT_RUNTIME_ERROR(f.Open(path, TextFile::Mode::kInput), 70);
+}
+
+TEST(TextFile, AWriteOnAFullDiskIsDiskFull) {
+  if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full";
+  TextFile f("/dev/full", TextFile::Mode::kOutput);
+  try {
+    for (int i = 0; i < 100000; ++i) f.WriteRecord({std::string("filling the disk")});
+    f.Close();
+    ADD_FAILURE() << "writing to a full device succeeded";
+  } catch (const RuntimeError& e) {
+    EXPECT_EQ(e.Number(), 61);
+  }
+}
+
+}  // namespace
+}  // namespace tavric
