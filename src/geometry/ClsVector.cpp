@@ -1,5 +1,7 @@
 #include "geometry/ClsVector.h"
 
+#include <cmath>
+
 #include "runtime/CheckedMath.h"
 
 namespace tavric {
@@ -36,19 +38,30 @@ void ClsVector::SetVal(const ClsVector& v) {
 
 double ClsVector::C(Byte i) const {
   switch (i) {
-    case 1: return c1_;
-    case 2: return c2_;
-    case 3: return c3_;
-    default: return 0.0;
+    case 1:
+      return c1_;
+    case 2:
+      return c2_;
+    case 3:
+      return c3_;
+    default:
+      return 0.0;
   }
 }
 
 void ClsVector::C(Byte i, double value) {
   switch (i) {
-    case 1: c1_ = value; break;
-    case 2: c2_ = value; break;
-    case 3: c3_ = value; break;
-    default: break;
+    case 1:
+      c1_ = value;
+      break;
+    case 2:
+      c2_ = value;
+      break;
+    case 3:
+      c3_ = value;
+      break;
+    default:
+      break;
   }
 }
 
@@ -62,7 +75,9 @@ double ClsVector::Length() {
 
 bool ClsVector::Normer() {
   const double length = Length();
-  if (length == 0.0) return false;
+  // A length that is not a number counts as zero: the vector is left alone
+  // rather than filled with NaN.
+  if (length == 0.0 || std::isnan(length)) return false;
   c1_ /= length;
   c2_ /= length;
   c3_ /= length;

@@ -28,7 +28,9 @@ class ClsVector {
   // Component i (1, 2, 3); other indices read 0 and are ignored when set.
   double C(Byte i) const;
   void C(Byte i, double value);
-  // Normalises in place; false (and no change) when the length is zero.
+  // Normalises in place (each component divided by the same length); false
+  // (and no change) when the length is zero or not a number. The cached
+  // length keeps the length from before the division.
   bool Normer();
   // (k*C1, k*C2, k*C3).
   Ref<ClsVector> Fois(double k) const;
