@@ -37,6 +37,16 @@ void Polynome3Variables::Order(Byte n) {
 
 Byte Polynome3Variables::Number_of_coeff() const { return Narrow<Byte>(number_of_coeff_); }
 
+namespace {
+
+// The number of terms the evaluation loops visit for order n. It equals the
+// stored term count except after an INIT that failed on an order above 30,
+// which stores the order but keeps the previous tables; the loops would then
+// run past the tables, so they raise 9 as every access outside a table does.
+Int32 TermsOfOrder(int n) noexcept { return (n + 1) * (n + 2) * (n + 3) / 6; }
+
+}  // namespace
+
 // Value and Power walk the terms in their fixed order with one running
 // product m: within the R loop m is multiplied by R after each term; after
 // the R loop m restarts from the value it had before it, times Q; after the Q
@@ -45,35 +55,42 @@ Byte Polynome3Variables::Number_of_coeff() const { return Narrow<Byte>(number_of
 void Polynome3Variables::Value(double P, double Q, double R, double& X, double& Y,
                                double& Z) const {
   const int n = order_;
-  coeff_.CheckRange(1, 3, 1, number_of_coeff_);
-  const double* c = coeff_.Data();
+  const Int32 terms = TermsOfOrder(n);
+  coeff_.CheckRange(1, 3, 1, terms);
+  // Column t of the table starts at c + stride * (t - 1), whatever its bounds.
+  const double* c = &coeff_.Unchecked(1, 1);
+  const std::size_t stride = static_cast<std::size_t>(coeff_.Extent1());
   double x = 0.0, y = 0.0, z = 0.0;
   double m = 1.0;
-  std::size_t t = 0;
+  std::size_t col = 0;
   for (int i = 0; i <= n; ++i) {
     const double mP = m;
     for (int j = 0; j <= n - i; ++j) {
       const double mPQ = m;
       for (int k = 0; k <= n - i - j; ++k) {
-        x += m * c[3 * t];
-        y += m * c[3 * t + 1];
-        z += m * c[3 * t + 2];
+        x += m * c[col];
+        y += m * c[col + 1];
+        z += m * c[col + 2];
         m *= R;
-        ++t;
+        col += stride;
       }
       m = mPQ * Q;
     }
     m = mP * P;
   }
   fp::Check();
-  X = x;
-  Y = y;
-  Z = z;
+  // Infinite readings or coefficients propagate without raising a flag.
+  X = fp::RequireFinite(x);
+  Y = fp::RequireFinite(y);
+  Z = fp::RequireFinite(z);
 }
 
 void Polynome3Variables::PowerInto(double P, double Q, double R, Array1<double>& out) const {
   const int n = order_;
-  out.CheckRange(1, number_of_coeff_);
+  out.CheckRange(1, TermsOfOrder(n));
+  fp::RequireFinite(P);
+  fp::RequireFinite(Q);
+  fp::RequireFinite(R);
   double* o = &out.Unchecked(1);
   double m = 1.0;
   std::size_t t = 0;
@@ -98,12 +115,17 @@ Array1<double> Polynome3Variables::Power(double P, double Q, double R) const {
   return out;
 }
 
+// Add and PolyScale stop at the first faulting operation and leave the
+// element it would have written unchanged, as checked arithmetic does.
 std::string Polynome3Variables::Add(const Polynome3Variables& other) {
   if (other.Order() != order_) return "Orders mismatch";
   const Array2<double> theirs = other.Coeff();
   for (Int32 t = 1; t <= number_of_coeff_; ++t)
-    for (Int32 axis = 1; axis <= 3; ++axis) coeff_(axis, t) += theirs(axis, t);
-  fp::Check();
+    for (Int32 axis = 1; axis <= 3; ++axis) {
+      const double sum = coeff_(axis, t) + theirs(axis, t);
+      fp::Check();
+      coeff_(axis, t) = sum;
+    }
   return "OK";
 }
 
@@ -111,11 +133,12 @@ void Polynome3Variables::PolyScale(double s) {
   for (Int32 t = 1; t <= number_of_coeff_; ++t) {
     const Int16 d = CheckedAdd<Int16>(CheckedAdd<Int16>(power_(1, t), power_(2, t)), power_(3, t));
     const double f = fp::Power(s, d);
-    coeff_(1, t) /= f;
-    coeff_(2, t) /= f;
-    coeff_(3, t) /= f;
+    for (Int32 axis = 1; axis <= 3; ++axis) {
+      const double scaled = coeff_(axis, t) / f;
+      fp::Check();
+      coeff_(axis, t) = scaled;
+    }
   }
-  fp::Check();
 }
 
 void Polynome3Variables::Coeff(const Array2<double>& table) { coeff_ = table; }

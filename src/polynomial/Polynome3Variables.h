@@ -35,7 +35,9 @@ class Polynome3Variables {
   // N without the narrowing (for loops over the terms).
   Int16 TermCount() const noexcept { return number_of_coeff_; }
 
-  // Evaluates the three polynomials at (P, Q, R) by running products.
+  // Evaluates the three polynomials at (P, Q, R) by running products. A
+  // floating-point overflow (or an infinite reading or coefficient) raises 6
+  // instead of returning an infinity.
   void Value(double P, double Q, double R, double& X, double& Y, double& Z) const;
   // The N monomial values in term order (1 To N).
   Array1<double> Power(double P, double Q, double R) const;
@@ -46,7 +48,9 @@ class Polynome3Variables {
   // Adds another polynomial's coefficients; "Orders mismatch" when the orders
   // differ (nothing changes), else "OK".
   std::string Add(const Polynome3Variables& other);
-  // Divides the coefficients of every term of total degree d by s^d.
+  // Divides the coefficients of every term of total degree d by s^d, so the
+  // polynomial gives the same outputs for inputs multiplied by s. s = 0
+  // raises 11 (or 6 for a zero coefficient of a term of degree >= 1).
   void PolyScale(double s);
 
   Array2<double> Coeff() const { return coeff_; }
@@ -64,7 +68,10 @@ class Polynome3Variables {
   const std::string& CalibrationFileName() const noexcept { return file_name_; }
   void CalibrationFileName(std::string name) { file_name_ = std::move(name); }
 
-  // The parameter section of a calibration file (see docs/file-formats.md).
+  // The parameter section of a calibration file (see docs/file-formats.md),
+  // read up to the end of the file or written at the current position.
+  // Result "OK", or "Polynome object ReadFile(<stage>) Error n°<number>
+  // <description>" / "Polynome object WriteFile Error n°<number> <description>".
   std::string ReadFile(TextFile& file);
   std::string WriteFile(TextFile& file) const;
 
