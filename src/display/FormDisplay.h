@@ -2,15 +2,21 @@
 //
 // FormDisplay is the display model: it holds everything the progress window
 // shows (title, captions, value labels, check boxes) and implements the update
-// operations the optimiser and the calibration model call. A view renders
-// that content; "yield to the window-message loop" is a call to the view.
+// operations the optimiser and the calibration model call. A view
+// (tavric/ProgressView.h) renders that content; "yield to the window-message
+// loop" is a call to the view: every update operation except INITDisplay ends
+// with exactly one ProgressView::Update. The view is the one installed on the
+// calling thread at the time of the call (during ShowModal, the view that
+// shows the window).
 // There is one form per thread (ProjectState::form), created on first use.
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "runtime/Narrow.h"
+#include "tavric/ProgressView.h"
 
 namespace tavric {
 
@@ -42,16 +48,29 @@ class FormDisplay {
   void UpdateNbIter(Byte NbIter);
   void UpdateNbPts(Byte Order, Int16 NbPts);
   // Sets the stage caption directly (the calibration procedure's
-  // "Checking Path").
+  // "Checking Path") and yields once so that it shows.
   void SetStepCaption(const std::string& caption);
 
   // Shows the form modally: `on_first_focus` runs when the window first
   // receives the focus, and the modal display ends when it returns (the form
-  // unloads itself).
+  // unloads itself). The view runs the display (ProgressView::RunModal);
+  // meanwhile DoEvents() pumps the view's messages, and the previous DoEvents
+  // hook is back in place afterwards, also when the callback throws.
   void ShowModal(const std::function<void()>& on_first_focus);
 
-  // Yields once to the view's message loop.
+  // Yields once to the view's message loop, handing it the current content.
   void Yield();
+
+  // Everything the window shows now.
+  const ProgressWindowContent& Content() const noexcept { return content_; }
+
+ private:
+  void SetCheckBox(ProgressCheckBox& box, bool checked);
+  std::shared_ptr<ProgressView> View() const;
+
+  ProgressWindowContent content_;
+  // The view running the modal display, while ShowModal runs.
+  std::shared_ptr<ProgressView> modal_view_;
 };
 
 }  // namespace tavric
