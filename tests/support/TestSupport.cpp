@@ -1,5 +1,6 @@
 #include "TestSupport.h"
 
+#include <cstdlib>
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -15,7 +16,11 @@ void ResetThreadState() {
 }
 
 std::optional<std::filesystem::path> SharedDir() {
-  std::filesystem::path dir(TAVRIC_SHARED_DIR);
+  // The environment variable TAVRIC_SHARED_DIR, when set, overrides the
+  // folder beside the checkout (for worktrees that live elsewhere).
+  const char* from_env = std::getenv("TAVRIC_SHARED_DIR");
+  std::filesystem::path dir(from_env != nullptr && *from_env != '\0' ? from_env
+                                                                     : TAVRIC_SHARED_DIR);
   std::error_code ec;
   if (std::filesystem::is_directory(dir, ec)) return dir;
   return std::nullopt;

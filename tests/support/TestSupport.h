@@ -13,8 +13,9 @@ namespace tavric::testing {
 // state to a default-constructed one.
 void ResetThreadState();
 
-// The folder of the shared reference data, if it is present beside the
-// project checkout.
+// The folder of the shared reference data, if it is present: the one named
+// by the environment variable TAVRIC_SHARED_DIR when that is set, else the
+// one beside the project checkout.
 std::optional<std::filesystem::path> SharedDir();
 
 // A fresh, empty temporary folder, removed when the object goes away.
