@@ -67,6 +67,14 @@ class Levenberg_Marquardt {
   void SmallGradient(bool value) noexcept { small_gradient_ = value; }
 
  private:
+  // Fit statistics of the residual vector r (1 To m): sets the shared FitMin,
+  // FitMax (signed) and FitRMS and returns the sum of squares.
+  double Statistics(const Array1<double>& r);
+  // J^T J of the Jacobian (n x m): (1 To n, 1 To n), symmetric.
+  Array2<double> NormalMatrix(const Array2<double>& J) const;
+  // -J^T f: (1 To n).
+  Array1<double> DescentVector(const Array2<double>& J, const Array1<double>& f) const;
+
   LMModel& model_;
   Array2<double> jacobian_;
   Array1<double> fi_;

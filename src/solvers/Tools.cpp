@@ -4,9 +4,21 @@
 
 namespace tavric::Tools {
 
+namespace {
+
+// The bounds of v as the 16-bit loop limits the procedures use; raises 9 for
+// an unallocated array and 6 for bounds outside the 16-bit range.
+void LoopBounds(const Array1<double>& v, Int16& lo, Int16& hi) {
+  lo = Narrow<Int16>(v.LBound());
+  hi = Narrow<Int16>(v.UBound());
+}
+
+}  // namespace
+
 double Norm(const Array1<double>& v) {
-  const Int16 lo = Narrow<Int16>(v.LBound());
-  const Int16 hi = Narrow<Int16>(v.UBound());
+  Int16 lo = 0;
+  Int16 hi = 0;
+  LoopBounds(v, lo, hi);
   double s = 0.0;
   for (Int32 i = lo; i <= hi; ++i) s += fp::Square(v.Unchecked(i));
   fp::Check();
@@ -14,11 +26,13 @@ double Norm(const Array1<double>& v) {
 }
 
 void ExtremeIndices(const Array1<double>& v, Int16& index_max, Int16& index_min) {
-  const Int16 lo = Narrow<Int16>(v.LBound());
-  const Int16 hi = Narrow<Int16>(v.UBound());
-  index_max = index_min = lo;
+  Int16 lo = 0;
+  Int16 hi = 0;
+  LoopBounds(v, lo, hi);
+  // v(lo) is read checked: an empty array has no first element.
   double running_max = v(lo);
   double running_min = running_max;
+  index_max = index_min = lo;
   for (Int32 i = lo + 1; i <= hi; ++i) {
     const double x = v.Unchecked(i);
     if (x > running_max) {
@@ -33,8 +47,9 @@ void ExtremeIndices(const Array1<double>& v, Int16& index_max, Int16& index_min)
 }
 
 double Mean(const Array1<double>& v) {
-  const Int16 lo = Narrow<Int16>(v.LBound());
-  const Int16 hi = Narrow<Int16>(v.UBound());
+  Int16 lo = 0;
+  Int16 hi = 0;
+  LoopBounds(v, lo, hi);
   double s = 0.0;
   for (Int32 i = lo; i <= hi; ++i) s += v.Unchecked(i);
   const double mean = s / static_cast<double>(hi - lo + 1);
@@ -44,15 +59,21 @@ double Mean(const Array1<double>& v) {
 
 double SumSquaredDeviations(const Array1<double>& v) {
   const double m = Mean(v);
+  Int16 lo = 0;
+  Int16 hi = 0;
+  LoopBounds(v, lo, hi);
   double s = 0.0;
-  for (Int32 i = v.LBound(); i <= v.UBound(); ++i) s += fp::Square(v.Unchecked(i) - m);
+  for (Int32 i = lo; i <= hi; ++i) s += fp::Square(v.Unchecked(i) - m);
   fp::Check();
   return s;
 }
 
 double Variance(const Array1<double>& v) {
   const double s = SumSquaredDeviations(v);
-  const double var = s / static_cast<double>(v.UBound() - v.LBound());
+  Int16 lo = 0;
+  Int16 hi = 0;
+  LoopBounds(v, lo, hi);
+  const double var = s / static_cast<double>(hi - lo);
   fp::Check();
   return var;
 }
