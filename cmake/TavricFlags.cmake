@@ -10,6 +10,12 @@ target_compile_options(tavric_flags INTERFACE
   $<$<CXX_COMPILER_ID:GNU,Clang>:-ffp-contract=off -fno-fast-math -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion>
   $<$<AND:$<CXX_COMPILER_ID:GNU,Clang>,$<BOOL:${TAVRIC_WARNINGS_AS_ERRORS}>>:-Werror>)
 
+# GCC 12 reports false -Wrestrict positives inside std::string concatenation
+# when optimising (GCC bug 105651); the warning says nothing about our code.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  target_compile_options(tavric_flags INTERFACE -Wno-restrict)
+endif()
+
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(i[3-6]86|x86)$")
   target_compile_options(tavric_flags INTERFACE -msse2 -mfpmath=sse)
 endif()
