@@ -66,7 +66,8 @@ TEST_F(ProgressViewTest, DefaultRunModalShowsRunsTheCallbackOnceAndCloses) {
 
 TEST_F(ProgressViewTest, DefaultRunModalClosesWhenTheCallbackThrows) {
   HeadlessProgressView view;
-  EXPECT_THROW(view.RunModal({}, [] { throw std::logic_error("x"); }), std::logic_error);
+  const ProgressWindowContent content;
+  EXPECT_THROW(view.RunModal(content, [] { throw std::logic_error("x"); }), std::logic_error);
   EXPECT_EQ(view.Calls(), (std::vector<Call>{Call::kShow, Call::kClose}));
   EXPECT_FALSE(view.IsShown());
 }
