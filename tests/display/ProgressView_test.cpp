@@ -95,7 +95,8 @@ TEST(HeadlessProgressView, RecordsEveryCallInOrder) {
 
 TEST(HeadlessProgressView, ClearForgetsTheRecordButNotTheShownState) {
   HeadlessProgressView view;
-  view.Show({});
+  const ProgressWindowContent designed;
+  view.Show(designed);
   ProgressWindowContent changed;
   changed.Label3 = "2";
   view.Update(changed);
@@ -106,7 +107,7 @@ TEST(HeadlessProgressView, ClearForgetsTheRecordButNotTheShownState) {
   EXPECT_TRUE(view.Contents().empty());
   EXPECT_TRUE(view.Calls().empty());
   // With nothing recorded, the last content is the window as designed.
-  EXPECT_EQ(view.Last(), ProgressWindowContent{});
+  EXPECT_EQ(view.Last(), designed);
 }
 
 }  // namespace
