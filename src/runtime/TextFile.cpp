@@ -15,15 +15,37 @@ namespace fs = std::filesystem;
 bool IsBlank(char c) { return c == ' ' || c == '\t'; }
 bool IsLineEnd(char c) { return c == '\r' || c == '\n'; }
 
+// File names are UTF-8. The Windows C runtime reads narrow names in the ANSI
+// code page, so there they go through the wide-character functions.
+fs::path NativePath(const std::string& path) {
+#ifdef _WIN32
+  try {
+    return fs::path(std::u8string(path.begin(), path.end()));
+  } catch (const std::exception&) {
+    Raise(err::kPathFileAccess);  // not valid UTF-8
+  }
+#else
+  return fs::path(path);
+#endif
+}
+
+std::FILE* OpenStream(const std::string& path, bool for_input) {
+#ifdef _WIN32
+  return _wfopen(NativePath(path).c_str(), for_input ? L"rb" : L"wb");
+#else
+  return std::fopen(path.c_str(), for_input ? "rb" : "wb");
+#endif
+}
+
 bool ParentExists(const std::string& path) {
   std::error_code ec;
-  const fs::path parent = fs::path(path).parent_path();
+  const fs::path parent = NativePath(path).parent_path();
   return parent.empty() || fs::is_directory(parent, ec);
 }
 
 [[noreturn]] void RaiseOpenError(const std::string& path, int error_number, bool for_input) {
   std::error_code ec;
-  if (fs::is_directory(path, ec)) Raise(err::kPathFileAccess);
+  if (fs::is_directory(NativePath(path), ec)) Raise(err::kPathFileAccess);
   switch (error_number) {
     case ENOENT:
       if (!ParentExists(path)) Raise(err::kPathNotFound);
@@ -51,11 +73,11 @@ void TextFile::Open(const std::string& path, Mode mode) {
   if (open_) Close();
   if (path.empty()) Raise(err::kPathFileAccess);
   std::error_code ec;
-  if (fs::is_directory(path, ec)) Raise(err::kPathFileAccess);
+  if (fs::is_directory(NativePath(path), ec)) Raise(err::kPathFileAccess);
   mode_ = mode;
   if (mode == Mode::kInput) {
     errno = 0;
-    std::FILE* f = std::fopen(path.c_str(), "rb");
+    std::FILE* f = OpenStream(path, true);
     if (f == nullptr) RaiseOpenError(path, errno, true);
     std::string content;
     char chunk[65536];
@@ -69,7 +91,7 @@ void TextFile::Open(const std::string& path, Mode mode) {
     at_record_start_ = true;
   } else {
     errno = 0;
-    out_ = std::fopen(path.c_str(), "wb");
+    out_ = OpenStream(path, false);
     if (out_ == nullptr) RaiseOpenError(path, errno, false);
   }
   open_ = true;
