@@ -2,6 +2,10 @@
 
 #include <cmath>
 
+#if defined(__MINGW32__) && defined(__SSE__)
+#include <xmmintrin.h>
+#endif
+
 #include "tavric/RuntimeError.h"
 
 namespace tavric::fp {
@@ -48,9 +52,30 @@ Boundary::Boundary() noexcept {
   ClearFaults();
 }
 
+namespace {
+
+// Gives the watched flags the values saved in `saved`.
+void RestoreFaults(const std::fexcept_t& saved) noexcept {
+#if defined(__MINGW32__) && defined(__SSE__)
+  // mingw-w64's fesetexceptflag writes the SSE part of the flags into the
+  // exception-mask bits of MXCSR (it unmasks the exceptions it should clear,
+  // so the next overflow traps). Its x87 part is right; the SSE flags are set
+  // here, with the masks kept as they were. The FE_ values are the MXCSR flag
+  // bits.
+  const unsigned int csr = _mm_getcsr();
+  std::fesetexceptflag(&saved, kWatched);
+  const auto watched = static_cast<unsigned int>(kWatched);
+  _mm_setcsr((csr & ~watched) | (static_cast<unsigned int>(saved) & watched));
+#else
+  std::fesetexceptflag(&saved, kWatched);
+#endif
+}
+
+}  // namespace
+
 Boundary::~Boundary() {
   ClearFaults();
-  std::fesetexceptflag(&saved_, kWatched);
+  RestoreFaults(saved_);
 }
 
 }  // namespace tavric::fp
