@@ -1,0 +1,24 @@
+# Cross-compiles for 32-bit Windows with mingw-w64 (Debian: g++-mingw-w64-i686).
+#   cmake -S . -B build/win32 -DCMAKE_TOOLCHAIN_FILE=cmake/toolchains/i686-w64-mingw32.cmake
+set(CMAKE_SYSTEM_NAME Windows)
+set(CMAKE_SYSTEM_PROCESSOR x86)
+
+set(TAVRIC_MINGW_TRIPLET i686-w64-mingw32)
+set(CMAKE_C_COMPILER ${TAVRIC_MINGW_TRIPLET}-gcc)
+# The posix thread model: thread_local and std::thread need it.
+find_program(TAVRIC_MINGW_CXX NAMES ${TAVRIC_MINGW_TRIPLET}-g++-posix ${TAVRIC_MINGW_TRIPLET}-g++)
+set(CMAKE_CXX_COMPILER ${TAVRIC_MINGW_CXX})
+set(CMAKE_RC_COMPILER ${TAVRIC_MINGW_TRIPLET}-windres)
+set(TAVRIC_WIDL ${TAVRIC_MINGW_TRIPLET}-widl)
+set(TAVRIC_WIDL_TARGET --win32)
+
+set(CMAKE_FIND_ROOT_PATH /usr/${TAVRIC_MINGW_TRIPLET})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+
+# SSE2 arithmetic instead of the x87 unit, whose extended precision would
+# round intermediate results differently from the 64-bit builds.
+set(CMAKE_C_FLAGS_INIT "-msse2 -mfpmath=sse")
+set(CMAKE_CXX_FLAGS_INIT "-msse2 -mfpmath=sse")

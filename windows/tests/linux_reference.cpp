@@ -1,0 +1,101 @@
+// The Linux side of the Windows server's end-to-end test.
+//
+//   linux_reference OUT_DIR [DATA_FILE...]
+//
+// Simulates a calibration scan (fixed seed), writes it as OUT_DIR/scan.bin
+// for the Windows test client (int32 sample count N, then the 6 x N doubles
+// of the fields P, Q, R, X, Y, Z, sample after sample, little-endian) and
+// calibrates it with the portable library exactly as the client does
+// through the server: a fresh calibration on a fresh thread, Optimise on the
+// data with bounds (0 To 5, 3 To N + 2) and order 3, then
+// SaveCalibrationFunctions to OUT_DIR/linux-scan.cal. Each DATA_FILE is
+// calibrated the same way with OptimiseFromFile (order 3) and saved to
+// OUT_DIR/linux-<name>.cal, <name> being the file's name without folders.
+// Prints one line "<name>: <result text>" per calibration; exits with 1 if
+// any result is not "OK".
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+#include <string>
+#include <thread>
+
+#include "tavric/ClsProbeCalibration.h"
+#include "tavric/ScanSimulator.h"
+
+namespace {
+
+// The scan both sides calibrate: the simulator's documented defaults with a
+// smaller sample count and a little noise.
+tavric::DataArray SimulatedScan() {
+  tavric::sim::Scenario scenario;
+  scenario.plan.total_samples = 1500;
+  scenario.noise.counts_sigma = 0.5;
+  scenario.noise.position_sigma_um = 0.2;
+  scenario.noise.seed = 20240611;
+  tavric::DataArray data = tavric::sim::Simulate(scenario).data;
+  const std::int32_t n = data.UBound(2) - data.LBound(2) + 1;
+  tavric::DataArray rebased(0, 5, 3, n + 2);
+  for (std::int32_t k = 0; k < n; ++k) {
+    for (std::int32_t f = 0; f < 6; ++f) rebased(f, 3 + k) = data(1 + f, 1 + k);
+  }
+  return rebased;
+}
+
+bool WriteScan(const std::string& path, const tavric::DataArray& data) {
+  std::FILE* f = std::fopen(path.c_str(), "wb");
+  if (f == nullptr) return false;
+  const std::int32_t n = data.UBound(2) - data.LBound(2) + 1;
+  bool ok = std::fwrite(&n, sizeof n, 1, f) == 1;
+  const std::size_t count = 6 * static_cast<std::size_t>(n);
+  ok = ok && std::fwrite(data.Data(), sizeof(double), count, f) == count;
+  return std::fclose(f) == 0 && ok;
+}
+
+// Runs `body` on a new thread, whose calibration state starts fresh.
+template <class Body>
+void OnFreshThread(Body body) {
+  std::thread worker(body);
+  worker.join();
+}
+
+bool Report(const std::string& name, const std::string& result) {
+  std::cout << name << ": " << result << "\n";
+  return result == "OK";
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 2) {
+    std::cerr << "usage: linux_reference OUT_DIR [DATA_FILE...]\n";
+    return 2;
+  }
+  const std::string out = argv[1];
+  bool ok = true;
+
+  const tavric::DataArray scan = SimulatedScan();
+  if (!WriteScan(out + "/scan.bin", scan)) {
+    std::cerr << "cannot write " << out << "/scan.bin\n";
+    return 2;
+  }
+  OnFreshThread([&] {
+    tavric::ClsProbeCalibration cal;
+    std::uint8_t order = 3;
+    ok = Report("scan", cal.Optimise(scan, order)) && ok;
+    ok = Report("scan save", cal.SaveCalibrationFunctions(out + "/linux-scan.cal")) && ok;
+  });
+
+  for (int i = 2; i < argc; ++i) {
+    const std::string file = argv[i];
+    const std::string name = std::filesystem::path(file).filename().string();
+    OnFreshThread([&] {
+      tavric::ClsProbeCalibration cal;
+      std::uint8_t order = 3;
+      ok = Report(name, cal.OptimiseFromFile(file, order)) && ok;
+      ok = Report(name + " save", cal.SaveCalibrationFunctions(out + "/linux-" + name + ".cal")) &&
+           ok;
+    });
+  }
+  return ok ? 0 : 1;
+}
