@@ -122,8 +122,7 @@ void ClsProbeCalibration::LetProbeOffsets(const double& P, const double& Q, cons
   Polynomial().TheCoeff(0, 0, 0, Triple(-P, -Q, -R));
 }
 
-void ClsProbeCalibration::GetPolyParameters(const std::int16_t& PowerP,
-                                            const std::int16_t& powerQ,
+void ClsProbeCalibration::GetPolyParameters(const std::int16_t& PowerP, const std::int16_t& powerQ,
                                             const std::int16_t& powerR, double& Xcoeff,
                                             double& Ycoeff, double& Zcoeff) const {
   const Array1<double> t = Polynomial().TheCoeff(PowerP, powerQ, powerR);
@@ -132,8 +131,7 @@ void ClsProbeCalibration::GetPolyParameters(const std::int16_t& PowerP,
   Zcoeff = t(3);
 }
 
-void ClsProbeCalibration::SetPolyParameters(const std::int16_t& PowerP,
-                                            const std::int16_t& powerQ,
+void ClsProbeCalibration::SetPolyParameters(const std::int16_t& PowerP, const std::int16_t& powerQ,
                                             const std::int16_t& powerR, const double& Xcoeff,
                                             const double& Ycoeff, const double& Zcoeff) {
   Polynomial().TheCoeff(PowerP, powerQ, powerR, Triple(Xcoeff, Ycoeff, Zcoeff));

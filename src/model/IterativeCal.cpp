@@ -135,8 +135,8 @@ void IterativeCal::Getfi(Int16& which, Array1<double>& X) {
   Array1<double> f(1, samples_);
   for (Int32 k = 1; k <= samples_; ++k) {
     double dx, dy, dz;
-    poly.Value(readings_.Unchecked(1, k), readings_.Unchecked(2, k), readings_.Unchecked(3, k),
-               dx, dy, dz);
+    poly.Value(readings_.Unchecked(1, k), readings_.Unchecked(2, k), readings_.Unchecked(3, k), dx,
+               dy, dz);
     const Int32 col = lower2 + k - 1;
     const double w1 = dx + data_.Unchecked(lower1 + 3, col) - c1;
     const double w2 = dy + data_.Unchecked(lower1 + 4, col) - c2;
@@ -168,8 +168,8 @@ void IterativeCal::GetJacobian() {
   const std::size_t terms = static_cast<std::size_t>(n - 1);
   double* column = J.Data();
   for (Int32 k = 1; k <= samples_; ++k, column += m) {
-    poly.PowerInto(readings_.Unchecked(1, k), readings_.Unchecked(2, k),
-                   readings_.Unchecked(3, k), powers_);
+    poly.PowerInto(readings_.Unchecked(1, k), readings_.Unchecked(2, k), readings_.Unchecked(3, k),
+                   powers_);
     const double w4 = work_.Unchecked(4, k);
     const double j1 = -work_.Unchecked(1, k) / w4;
     const double j2 = -work_.Unchecked(2, k) / w4;

@@ -28,12 +28,16 @@ bool ParentExists(const std::string& path) {
     case ENOENT:
       if (!ParentExists(path)) Raise(err::kPathNotFound);
       Raise(for_input ? err::kFileNotFound : err::kPathNotFound);
-    case ENOTDIR: Raise(err::kPathNotFound);
+    case ENOTDIR:
+      Raise(err::kPathNotFound);
     case EACCES:
     case EPERM:
-    case EROFS: Raise(err::kPermissionDenied);
-    case ENOSPC: Raise(err::kDiskFull);
-    default: Raise(err::kPathFileAccess);
+    case EROFS:
+      Raise(err::kPermissionDenied);
+    case ENOSPC:
+      Raise(err::kDiskFull);
+    default:
+      Raise(err::kPathFileAccess);
   }
 }
 

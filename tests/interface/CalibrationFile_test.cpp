@@ -185,7 +185,9 @@ TEST(CalibrationFile, SavingIntoAMissingFolderIsReported) {
 TEST(CalibrationFile, ASphereSectionCutShortKeepsWhatWasRead) {
   TempDir dir;
   const std::string path = dir.File("short.cal");
-  WriteFileBytes(path, "\"SPHERE :\"\r\n\"X\",\"Y\",\"Z\",\"R\"\r\n1,2,3,4\r\n\"RMS\",\"MIN\",\"MAX\"\r\n0.5\r\n");
+  WriteFileBytes(
+      path,
+      "\"SPHERE :\"\r\n\"X\",\"Y\",\"Z\",\"R\"\r\n1,2,3,4\r\n\"RMS\",\"MIN\",\"MAX\"\r\n0.5\r\n");
   ClsProbeCalibration cal;
   EXPECT_EQ(cal.LoadCalibrationFunctions(path),
             "LoadCalibrationFunctions Error n°62 Input past end of file");
@@ -214,8 +216,9 @@ TEST(CalibrationFile, TheRadiusAloneGoesThroughTheLocaleConversion) {
   TempDir dir;
   const std::string path = dir.File("locale.cal");
   // The radius is quoted so that its decimal comma stays inside one field.
-  WriteFileBytes(path, "\"SPHERE :\"\r\n\"X\",\"Y\",\"Z\",\"R\"\r\n1.5,2,3,\"12,5\"\r\n"
-                       "\"RMS\",\"MIN\",\"MAX\"\r\n0.25,0,0\r\n");
+  WriteFileBytes(path,
+                 "\"SPHERE :\"\r\n\"X\",\"Y\",\"Z\",\"R\"\r\n1.5,2,3,\"12,5\"\r\n"
+                 "\"RMS\",\"MIN\",\"MAX\"\r\n0.25,0,0\r\n");
   ClsProbeCalibration cal;
   const std::string result = cal.LoadCalibrationFunctions(path);
   const double radius = cal.SphereRadius();

@@ -91,11 +91,9 @@ TEST_P(NoiseFreeCalibration, RecoversTheSphereAndTheDeflections) {
 }
 
 INSTANTIATE_TEST_SUITE_P(OrdersAndSizes, NoiseFreeCalibration,
-                         ::testing::Values(std::make_tuple(1, 1, 2000),
-                                           std::make_tuple(2, 2, 8000),
+                         ::testing::Values(std::make_tuple(1, 1, 2000), std::make_tuple(2, 2, 8000),
                                            std::make_tuple(3, 3, 30000),
-                                           std::make_tuple(3, 1, 2000),
-                                           std::make_tuple(2, 1, 4000),
+                                           std::make_tuple(3, 1, 2000), std::make_tuple(2, 1, 4000),
                                            std::make_tuple(3, 2, 8000)));
 
 class NoisyCalibration : public ::testing::TestWithParam<std::tuple<int, int>> {};
