@@ -53,9 +53,7 @@ class Array1 {
     return upper_;
   }
   // Number of elements (0 for an unallocated array).
-  std::int32_t Count() const noexcept {
-    return static_cast<std::int32_t>(data_.size());
-  }
+  std::int32_t Count() const noexcept { return static_cast<std::int32_t>(data_.size()); }
 
   T& operator()(std::int32_t i) { return data_[Offset(i)]; }
   const T& operator()(std::int32_t i) const { return data_[Offset(i)]; }
@@ -223,8 +221,7 @@ class Array2 {
   std::size_t Offset(std::int32_t i, std::int32_t j) const {
     if (!allocated_ || i < lower1_ || i > upper1_ || j < lower2_ || j > upper2_)
       Raise(err::kSubscriptOutOfRange);
-    return static_cast<std::size_t>(i - lower1_) +
-           extent1_ * static_cast<std::size_t>(j - lower2_);
+    return static_cast<std::size_t>(i - lower1_) + extent1_ * static_cast<std::size_t>(j - lower2_);
   }
 
   std::vector<T> data_;

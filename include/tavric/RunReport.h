@@ -14,12 +14,12 @@ namespace tavric {
 
 // One accepted iteration of the Levenberg-Marquardt optimiser.
 struct IterationRecord {
-  int iteration = 0;     // outer iteration number, 1-based
-  double S = 0.0;        // sum of squared residuals after the step (mm^2)
-  double FitRMS = 0.0;   // RMS residual (mm)
-  double FitMin = 0.0;   // smallest (signed) residual (mm)
-  double FitMax = 0.0;   // largest (signed) residual (mm)
-  double Mu = 0.0;       // damping used for the accepted step
+  int iteration = 0;        // outer iteration number, 1-based
+  double S = 0.0;           // sum of squared residuals after the step (mm^2)
+  double FitRMS = 0.0;      // RMS residual (mm)
+  double FitMin = 0.0;      // smallest (signed) residual (mm)
+  double FitMax = 0.0;      // largest (signed) residual (mm)
+  double Mu = 0.0;          // damping used for the accepted step
   int rejected_trials = 0;  // trial steps rejected before this one was accepted
 };
 
@@ -31,14 +31,14 @@ enum class StopReason {
 };
 
 struct RunReport {
-  int samples = 0;                 // samples in the data
-  int order = 0;                   // polynomial order fitted (after clamping)
-  int outer_iterations = 0;        // outer iterations performed
-  int rejected_trials = 0;         // trial steps rejected over the whole run
+  int samples = 0;           // samples in the data
+  int order = 0;             // polynomial order fitted (after clamping)
+  int outer_iterations = 0;  // outer iterations performed
+  int rejected_trials = 0;   // trial steps rejected over the whole run
   StopReason stop_reason = StopReason::kNotRun;
-  double final_mu = 0.0;           // the damping when the optimiser ended
-  double initial_S = 0.0;          // sum of squared residuals at the start point
-  std::string result;              // the result text returned to the host
+  double final_mu = 0.0;   // the damping when the optimiser ended
+  double initial_S = 0.0;  // sum of squared residuals at the start point
+  std::string result;      // the result text returned to the host
   std::vector<IterationRecord> iterations;
 
   // A readable multi-line summary.

@@ -28,6 +28,10 @@ Int32 ChordStep(Int32 n) {
 }
 
 bool DetectBiDirScans(ClsVector& Centre, Array1<Ref<ClsVector>>& Points) {
+  return CountScanPlanes(Centre, Points).bidirectional_planes >= 3;
+}
+
+ScanPlanes CountScanPlanes(ClsVector& Centre, Array1<Ref<ClsVector>>& Points) {
   const Int32 n = Points.UBound();
   const Int32 step = ChordStep(n);
 
@@ -56,11 +60,15 @@ bool DetectBiDirScans(ClsVector& Centre, Array1<Ref<ClsVector>>& Points) {
 
   // Take the planes one at a time: the first remaining normal and all that
   // share its plane.
+  ScanPlanes result;
+  result.scans = scan_normals.Count();
   Int16 planes = 0;
+  Int16 groups = 0;
   ClsVector v;
   do {
     const Ref<ClsVector> first = scan_normals.Item(1);
     v.SetVal(Deref(first));
+    groups = CheckedAdd<Int16>(groups, 1);
     if (HasOpposite(v, scan_normals)) planes = CheckedAdd<Int16>(planes, 1);
     RemoveSamePlane(v, scan_normals);
     // A zero normal (repeated points, or a chord whose ends are seen in
@@ -70,7 +78,9 @@ bool DetectBiDirScans(ClsVector& Centre, Array1<Ref<ClsVector>>& Points) {
     if (scan_normals.Count() > 0 && scan_normals.Item(1) == first) scan_normals.Remove(1);
   } while (scan_normals.Count() > 0);
 
-  return planes >= 3;
+  result.planes = groups;
+  result.bidirectional_planes = planes;
+  return result;
 }
 
 bool HasOpposite(ClsVector& V, OrderedCollection<Ref<ClsVector>>& normals) {

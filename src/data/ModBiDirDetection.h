@@ -23,6 +23,17 @@ namespace tavric::ModBiDirDetection {
 // no chord at all (N < 1 + ChordStep(N)).
 bool DetectBiDirScans(ClsVector& Centre, Array1<Ref<ClsVector>>& Points);
 
+// What the check found: scans detected, plane groups, and the planes among
+// them that were scanned in both senses.
+struct ScanPlanes {
+  Int32 scans = 0;
+  Int16 planes = 0;
+  Int16 bidirectional_planes = 0;
+};
+
+// The counting behind DetectBiDirScans, for reports; same failures.
+ScanPlanes CountScanPlanes(ClsVector& Centre, Array1<Ref<ClsVector>>& Points);
+
 // The chord stride for N points: N / 200 rounded half to even, at least 1,
 // so that about 200 chords are taken whatever the sampling density.
 Int32 ChordStep(Int32 n);

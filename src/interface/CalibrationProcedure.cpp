@@ -17,9 +17,6 @@
 namespace tavric {
 namespace {
 
-constexpr double kSphereFitTolerance = 0.005;  // mm
-constexpr Int16 kSphereFitIterations = 10;
-
 // Whatever happens in a run, the model is released at its end (which resets
 // the damping settings through its optimiser).
 struct CurrentModelRelease {
@@ -34,21 +31,6 @@ struct DampingReset {
     State().nu = defaults::kNu;
   }
 };
-
-// Machine positions of samples 1..N as vectors; element 0 stays empty.
-Array1<Ref<ClsVector>> MachinePositions(const Array2<double>& data, Int16 n) {
-  const Int32 l1 = data.LBound(1);
-  const Int32 l2 = data.LBound(2);
-  data.CheckRange(l1 + 3, l1 + 5, l2, l2 + n - 1);
-  Array1<Ref<ClsVector>> points(0, n);
-  for (Int32 k = 1; k <= n; ++k) {
-    const Int32 col = l2 + k - 1;
-    points.Unchecked(k) = NewVector(fp::RequireFinite(data.Unchecked(l1 + 3, col)),
-                                    fp::RequireFinite(data.Unchecked(l1 + 4, col)),
-                                    fp::RequireFinite(data.Unchecked(l1 + 5, col)));
-  }
-  return points;
-}
 
 std::string OptimiseTrapped(const Array2<double>& data, Byte& order) {
   ProjectState& s = State();
@@ -76,6 +58,20 @@ std::string OptimiseTrapped(const Array2<double>& data, Byte& order) {
 }
 
 }  // namespace
+
+Array1<Ref<ClsVector>> MachinePositions(const Array2<double>& data, Int16 n) {
+  const Int32 l1 = data.LBound(1);
+  const Int32 l2 = data.LBound(2);
+  data.CheckRange(l1 + 3, l1 + 5, l2, l2 + n - 1);
+  Array1<Ref<ClsVector>> points(0, n);
+  for (Int32 k = 1; k <= n; ++k) {
+    const Int32 col = l2 + k - 1;
+    points.Unchecked(k) = NewVector(fp::RequireFinite(data.Unchecked(l1 + 3, col)),
+                                    fp::RequireFinite(data.Unchecked(l1 + 4, col)),
+                                    fp::RequireFinite(data.Unchecked(l1 + 5, col)));
+  }
+  return points;
+}
 
 Int16 SampleCount(const Array2<double>& data) {
   return Narrow<Int16>(static_cast<long long>(data.UBound(2)) - data.LBound(2) + 1);

@@ -11,13 +11,24 @@
 #include <string>
 
 #include "runtime/Narrow.h"
+#include "runtime/ObjectRef.h"
 #include "tavric/BoundedArray.h"
 
 namespace tavric {
 
+class ClsVector;
+
+// The reference sphere is fitted with this tolerance (mm) and iteration limit.
+inline constexpr double kSphereFitTolerance = 0.005;
+inline constexpr Int16 kSphereFitIterations = 10;
+
 // Number of samples of a calibration data array (16-bit: raises 6 beyond
 // 32,767).
 Int16 SampleCount(const Array2<double>& data);
+
+// The machine positions (fields 3..5 from the first lower bound) of samples
+// 1..n as vectors, in an array (0 To n) whose element 0 stays empty.
+Array1<Ref<ClsVector>> MachinePositions(const Array2<double>& data, Int16 n);
 
 // One run on `data` with `order` (clamped in place). Returns the result text
 // ("OK" or the first failing step's message) and stores it as the last

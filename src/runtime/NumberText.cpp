@@ -17,8 +17,8 @@ std::string FormatRecordNumber(double value) {
   if (value == 0.0) return "0";  // also -0
   // Round to 15 significant digits: d.dddddddddddddde[+-]XX
   char buf[64];
-  const auto res = std::to_chars(buf, buf + sizeof buf, std::fabs(value),
-                                 std::chars_format::scientific, 14);
+  const auto res =
+      std::to_chars(buf, buf + sizeof buf, std::fabs(value), std::chars_format::scientific, 14);
   const std::string sci(buf, res.ptr);
   const auto e_pos = sci.find('e');
   std::string digits = sci.substr(0, 1) + sci.substr(2, e_pos - 2);
@@ -87,8 +87,8 @@ std::optional<double> ParseNormalized(std::string_view text) {
   // from_chars does not take a '+' in the exponent-less leading position; the
   // sign was stripped above and is applied afterwards.
   double value = 0.0;
-  const auto res = std::from_chars(body.data(), body.data() + body.size(), value,
-                                   std::chars_format::general);
+  const auto res =
+      std::from_chars(body.data(), body.data() + body.size(), value, std::chars_format::general);
   if (res.ec == std::errc::result_out_of_range) {
     // Decide between overflow and underflow from the decimal exponent.
     const std::string copy(body);
@@ -139,7 +139,8 @@ std::string FormatFixed(double value, int decimals) {
   std::string kept = int_part + frac.substr(0, static_cast<std::size_t>(decimals));
   if (round_up) {
     int i = static_cast<int>(kept.size()) - 1;
-    while (i >= 0 && kept[static_cast<std::size_t>(i)] == '9') kept[static_cast<std::size_t>(i--)] = '0';
+    while (i >= 0 && kept[static_cast<std::size_t>(i)] == '9')
+      kept[static_cast<std::size_t>(i--)] = '0';
     if (i < 0) {
       kept.insert(kept.begin(), '1');
     } else {

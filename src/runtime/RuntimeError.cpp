@@ -8,23 +8,40 @@ namespace tavric {
 
 std::string ErrorDescription(int number) {
   switch (number) {
-    case err::kInvalidCall: return "Invalid procedure call or argument";
-    case err::kOverflow: return "Overflow";
-    case err::kOutOfMemory: return "Out of memory";
-    case err::kSubscriptOutOfRange: return "Subscript out of range";
-    case err::kDivisionByZero: return "Division by zero";
-    case err::kTypeMismatch: return "Type mismatch";
-    case err::kInternalError: return "Internal error";
-    case err::kFileNotFound: return "File not found";
-    case err::kDeviceIO: return "Device I/O error";
-    case err::kDiskFull: return "Disk full";
-    case err::kInputPastEnd: return "Input past end of file";
-    case err::kPermissionDenied: return "Permission denied";
-    case err::kPathFileAccess: return "Path/File access error";
-    case err::kPathNotFound: return "Path not found";
-    case err::kObjectNotSet: return "Object variable or With block variable not set";
-    case err::kDuplicateKey: return "This key is already associated with an element of this collection";
-    default: return "Application-defined or object-defined error";
+    case err::kInvalidCall:
+      return "Invalid procedure call or argument";
+    case err::kOverflow:
+      return "Overflow";
+    case err::kOutOfMemory:
+      return "Out of memory";
+    case err::kSubscriptOutOfRange:
+      return "Subscript out of range";
+    case err::kDivisionByZero:
+      return "Division by zero";
+    case err::kTypeMismatch:
+      return "Type mismatch";
+    case err::kInternalError:
+      return "Internal error";
+    case err::kFileNotFound:
+      return "File not found";
+    case err::kDeviceIO:
+      return "Device I/O error";
+    case err::kDiskFull:
+      return "Disk full";
+    case err::kInputPastEnd:
+      return "Input past end of file";
+    case err::kPermissionDenied:
+      return "Permission denied";
+    case err::kPathFileAccess:
+      return "Path/File access error";
+    case err::kPathNotFound:
+      return "Path not found";
+    case err::kObjectNotSet:
+      return "Object variable or With block variable not set";
+    case err::kDuplicateKey:
+      return "This key is already associated with an element of this collection";
+    default:
+      return "Application-defined or object-defined error";
   }
 }
 

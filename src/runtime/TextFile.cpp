@@ -50,12 +50,16 @@ bool ParentExists(const std::string& path) {
     case ENOENT:
       if (!ParentExists(path)) Raise(err::kPathNotFound);
       Raise(for_input ? err::kFileNotFound : err::kPathNotFound);
-    case ENOTDIR: Raise(err::kPathNotFound);
+    case ENOTDIR:
+      Raise(err::kPathNotFound);
     case EACCES:
     case EPERM:
-    case EROFS: Raise(err::kPermissionDenied);
-    case ENOSPC: Raise(err::kDiskFull);
-    default: Raise(err::kPathFileAccess);
+    case EROFS:
+      Raise(err::kPermissionDenied);
+    case ENOSPC:
+      Raise(err::kDiskFull);
+    default:
+      Raise(err::kPathFileAccess);
   }
 }
 
@@ -232,8 +236,15 @@ void TextFile::WriteRecord(std::initializer_list<Item> items) {
     }
   }
   record += "\r\n";
+  Print(record);
+}
+
+void TextFile::PrintLine(const std::string& line) { Print(line + "\r\n"); }
+
+void TextFile::Print(const std::string& text) {
+  RequireMode(Mode::kOutput);
   errno = 0;
-  if (std::fwrite(record.data(), 1, record.size(), out_) != record.size()) RaiseWriteError(errno);
+  if (std::fwrite(text.data(), 1, text.size(), out_) != text.size()) RaiseWriteError(errno);
 }
 
 }  // namespace tavric

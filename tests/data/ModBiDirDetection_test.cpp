@@ -113,6 +113,17 @@ TEST(DetectBiDirScans, TheOrderOfTheScansDoesNotMatter) {
   EXPECT_TRUE(Detect(path));
 }
 
+TEST(CountScanPlanes, ReportsScansPlanesAndBothWayPlanes) {
+  Path path;
+  path.BothWays(kX, kY).BothWays(kY, kZ).Forward(kZ, kX);
+  ClsVector centre(10, -20, 5);
+  auto points = path.Points();
+  const auto found = ModBiDirDetection::CountScanPlanes(centre, points);
+  EXPECT_EQ(found.scans, 5);
+  EXPECT_EQ(found.planes, 3);
+  EXPECT_EQ(found.bidirectional_planes, 2);
+}
+
 TEST(DetectBiDirScans, OneCircleScannedOneWayOnlyFails) {
   Path path;
   path.BothWays(kX, kY).BothWays(kY, kZ).Forward(kZ, kX);

@@ -169,10 +169,9 @@ TEST(ClsProbeCalibration, SphereCentreOutsideOneToThreeReadsZero) {
 
 TEST(ClsProbeCalibration, DLLVersionEndsWithTheProjectVersion) {
   ClsProbeCalibration cal;
-  const std::string expected = "Tavric Scanning Probe Calibration " +
-                               std::to_string(version::kMajor) + "." +
-                               std::to_string(version::kMinor) + "." +
-                               std::to_string(version::kRevision);
+  const std::string expected =
+      "Tavric Scanning Probe Calibration " + std::to_string(version::kMajor) + "." +
+      std::to_string(version::kMinor) + "." + std::to_string(version::kRevision);
   EXPECT_EQ(cal.DLLVersion(), expected);
 }
 

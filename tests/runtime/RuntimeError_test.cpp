@@ -39,7 +39,8 @@ TEST(ErrorTrap, FormatsTheTrapTextWithPrefixAndSeparator) {
   try {
     Raise(err::kOverflow);
   } catch (...) {
-    EXPECT_EQ(TrapText("Optimise Error ", CurrentErrorInfo(), " : "), "Optimise Error 6 : Overflow");
+    EXPECT_EQ(TrapText("Optimise Error ", CurrentErrorInfo(), " : "),
+              "Optimise Error 6 : Overflow");
   }
 }
 
