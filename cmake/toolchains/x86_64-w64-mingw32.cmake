@@ -17,3 +17,14 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+
+# Everything linked statically: a plain Windows installation has no mingw
+# runtime DLLs (libstdc++, libgcc, winpthread).
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-static -static-libgcc -static-libstdc++")
+set(CMAKE_SHARED_LINKER_FLAGS_INIT "-static -static-libgcc -static-libstdc++")
+
+# Header-only packages (CLI11, nlohmann_json) come from the build machine,
+# through the configs in host-packages/ (see there).
+set(CLI11_DIR ${CMAKE_CURRENT_LIST_DIR}/host-packages CACHE PATH "CLI11 for the cross build")
+set(nlohmann_json_DIR ${CMAKE_CURRENT_LIST_DIR}/host-packages
+    CACHE PATH "nlohmann_json for the cross build")
