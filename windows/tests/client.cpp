@@ -1176,7 +1176,8 @@ void EarlyBound(const Scan& scan, const std::wstring& out) {
 
 double AsDouble(const VARIANT& v) { return v.vt == VT_R8 ? v.dblVal : -12345.0; }
 
-void LateBound(const Scan& scan, const std::wstring& out) {
+void LateBound(const Scan& scan, const std::wstring& out,
+               const std::vector<std::wstring>& examples) {
   Section("late binding (IDispatch)");
   Ptr<_ClsProbeCalibration> cal;
   if (!CheckOk(CreateCalibration(cal), "create")) return;
@@ -1334,6 +1335,11 @@ void LateBound(const Scan& scan, const std::wstring& out) {
   Check(v.vt == VT_BSTR && std::wstring(v.bstrVal) == L"OK", "late-bound Optimise result OK");
   VariantClear(&v);
   Check(order == 3, "late-bound Optimise clamps Order 7 to 3 by reference");
+  double early_radius = -1;
+  CheckOk(cal->get_SphereRadius(&early_radius), "SphereRadius");
+  CheckOk(call.GetProperty(L"SphereRadius", &v), "late-bound SphereRadius") &&
+      Check(v.vt == VT_R8 && v.dblVal == early_radius && early_radius > 12.0,
+            "late-bound SphereRadius is the fitted radius");
   BSTR late_file = SysAllocString((out + L"\\late-bound.cal").c_str());
   CheckOk(call.Method(L"SaveCalibrationFunctions", {RefBstr(late_file)}, &v),
           "late-bound SaveCalibrationFunctions");
@@ -1357,6 +1363,17 @@ void LateBound(const Scan& scan, const std::wstring& out) {
         "late-bound OptimiseFromFile of a missing file reports it");
   VariantClear(&v);
   SysFreeString(missing);
+  if (!examples.empty()) {
+    BSTR example = SysAllocString(examples.front().c_str());
+    order = 0;
+    CheckOk(call.Method(L"OptimiseFromFile", {RefBstr(example), RefUI1(order)}, &v),
+            "late-bound OptimiseFromFile of an example");
+    Check(v.vt == VT_BSTR && v.bstrVal != nullptr && std::wstring(v.bstrVal) == L"OK",
+          "late-bound OptimiseFromFile of " + Utf8(FileName(examples.front())) + " gives OK");
+    Check(order == 1, "late-bound OptimiseFromFile clamps Order 0 to 1 by reference");
+    VariantClear(&v);
+    SysFreeString(example);
+  }
 
   // Bad arrays through IDispatch.
   SAFEARRAY* none = nullptr;
@@ -1680,7 +1697,7 @@ int wmain(int argc, wchar_t** argv) {
       CheckTypeLibrary();
       Calibrations(scan, options.out, options.examples);
       EarlyBound(scan, options.out);
-      LateBound(scan, options.out);
+      LateBound(scan, options.out, options.examples);
       HeadlessDisplay(scan, options.out);
     } else {
       g_ready_file = options.ready;
