@@ -129,6 +129,16 @@ int RunCalibrate(const CalibrateOptions& o) {
 
   const Triple centre{cal.SphereCentre(1), cal.SphereCentre(2), cal.SphereCentre(3)};
   if (o.json) {
+    Json history = Json::array();
+    for (const IterationRecord& it : report.iterations) {
+      history.push_back({{"iteration", it.iteration},
+                         {"S", it.S},
+                         {"fit_rms_um", Micrometres(it.FitRMS)},
+                         {"fit_min_um", Micrometres(it.FitMin)},
+                         {"fit_max_um", Micrometres(it.FitMax)},
+                         {"mu", it.Mu},
+                         {"rejected_trials", it.rejected_trials}});
+    }
     PrintJson({{"result", result},
                {"samples", report.samples},
                {"order", order},
@@ -138,7 +148,8 @@ int RunCalibrate(const CalibrateOptions& o) {
                {"sphere", {{"centre", centre}, {"radius", cal.SphereRadius()}}},
                {"iterations", report.outer_iterations},
                {"stop_reason", ToString(report.stop_reason)},
-               {"file", file}});
+               {"file", file},
+               {"history", history}});
     return kExitOk;
   }
   PrintField("Result", result);

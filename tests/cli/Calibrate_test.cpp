@@ -44,6 +44,18 @@ TEST(CliCalibrate, JsonOutputHoldsTheLibrarysNumbers) {
   EXPECT_EQ(j["iterations"], report.outer_iterations);
   EXPECT_EQ(j["stop_reason"], ToString(report.stop_reason));
   EXPECT_EQ(j["file"], file);
+  ASSERT_EQ(j["history"].size(), report.iterations.size());
+  for (std::size_t i = 0; i < report.iterations.size(); ++i) {
+    const IterationRecord& it = report.iterations[i];
+    const auto& h = j["history"][i];
+    EXPECT_EQ(h["iteration"], it.iteration);
+    EXPECT_EQ(h["S"].get<double>(), it.S);
+    EXPECT_EQ(h["fit_rms_um"].get<double>(), it.FitRMS * 1000.0);
+    EXPECT_EQ(h["fit_min_um"].get<double>(), it.FitMin * 1000.0);
+    EXPECT_EQ(h["fit_max_um"].get<double>(), it.FitMax * 1000.0);
+    EXPECT_EQ(h["mu"].get<double>(), it.Mu);
+    EXPECT_EQ(h["rejected_trials"], it.rejected_trials);
+  }
 
   // The file written is the one the library writes for the same run.
   const std::string own = dir.File("library.cal");
