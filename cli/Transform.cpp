@@ -148,9 +148,7 @@ Command AddTransform(CLI::App& app) {
       ->required()
       ->check(CLI::ExistingFile);
   CLI::Option* readings =
-      sub->add_option("READING", o->readings, "One reading: the three numbers P Q R")
-          ->expected(3)
-          ->type_name("P Q R");
+      sub->add_option("READING", o->readings, "One reading: the three numbers P Q R")->expected(3);
   CLI::Option* input =
       sub->add_option("-i,--input", o->input,
                       "File of P,Q,R lines, or - for standard input; prints X,Y,Z lines")
