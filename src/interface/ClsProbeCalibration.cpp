@@ -17,14 +17,6 @@ constexpr const char* kBanner = "Tavric Scanning Probe Calibration ";
 
 Polynome3Variables& Polynomial() { return Deref(State().polynomial); }
 
-Array1<double> Triple(double a, double b, double c) {
-  Array1<double> t(1, 3);
-  t(1) = a;
-  t(2) = b;
-  t(3) = c;
-  return t;
-}
-
 ClsVector& Direction(Ref<ClsVector>& slot) {
   if (!slot) slot = NewVector();
   return *slot;
@@ -119,7 +111,7 @@ void ClsProbeCalibration::GetProbeOffsets(double& P, double& Q, double& R) const
 
 void ClsProbeCalibration::LetProbeOffsets(const double& P, const double& Q, const double& R) {
   fp::Boundary boundary;
-  Polynomial().TheCoeff(0, 0, 0, Triple(-P, -Q, -R));
+  Polynomial().TheCoeff(0, 0, 0, CoefficientTriple(-P, -Q, -R));
 }
 
 void ClsProbeCalibration::GetPolyParameters(const std::int16_t& PowerP, const std::int16_t& powerQ,
@@ -134,7 +126,7 @@ void ClsProbeCalibration::GetPolyParameters(const std::int16_t& PowerP, const st
 void ClsProbeCalibration::SetPolyParameters(const std::int16_t& PowerP, const std::int16_t& powerQ,
                                             const std::int16_t& powerR, const double& Xcoeff,
                                             const double& Ycoeff, const double& Zcoeff) {
-  Polynomial().TheCoeff(PowerP, powerQ, powerR, Triple(Xcoeff, Ycoeff, Zcoeff));
+  Polynomial().TheCoeff(PowerP, powerQ, powerR, CoefficientTriple(Xcoeff, Ycoeff, Zcoeff));
 }
 
 std::uint8_t ClsProbeCalibration::PolynomialOrder() const { return Polynomial().Order(); }

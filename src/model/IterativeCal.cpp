@@ -11,18 +11,7 @@
 #include "sphere/ClsSphere.h"
 
 namespace tavric {
-namespace {
-
-// The triple (a, b, c) as an array with bounds 1 to 3.
-Array1<double> Triple(double a, double b, double c) {
-  Array1<double> t(1, 3);
-  t(1) = a;
-  t(2) = b;
-  t(3) = c;
-  return t;
-}
-
-}  // namespace
+namespace {}  // namespace
 
 IterativeCal::IterativeCal() : lm_(std::make_unique<Levenberg_Marquardt>(*this)) {}
 
@@ -40,8 +29,8 @@ std::string IterativeCal::INIT(const Array2<double>& Data, Byte Order, Matrix33&
     const Int16 powers[3][3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
     for (Byte c = 1; c <= 3; ++c) {
       Byte r1 = 1, r2 = 2, r3 = 3, col = c;
-      const auto triple =
-          Triple(M0.Mij(r1, col) * 1000.0, M0.Mij(r2, col) * 1000.0, M0.Mij(r3, col) * 1000.0);
+      const auto triple = CoefficientTriple(M0.Mij(r1, col) * 1000.0, M0.Mij(r2, col) * 1000.0,
+                                            M0.Mij(r3, col) * 1000.0);
       fp::Check();
       const auto& p = powers[c - 1];
       poly_->TheCoeff(p[0], p[1], p[2], triple);
@@ -110,7 +99,7 @@ void IterativeCal::Unpack(const Array1<double>& X) {
   const Int16 n = poly.Number_of_coeff();
   for (Int16 i = 1; i <= n - 1; ++i)
     poly.theCoeff_i(static_cast<Int16>(i + 1),
-                    Triple(X(4 + i), X(4 + i + (n - 1)), X(4 + i + 2 * (n - 1))));
+                    CoefficientTriple(X(4 + i), X(4 + i + (n - 1)), X(4 + i + 2 * (n - 1))));
   if (State().progress_display) {
     FormDisplay& form = StateForm();
     form.UpdateFirstOrder(poly);

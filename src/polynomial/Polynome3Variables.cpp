@@ -4,6 +4,14 @@
 
 namespace tavric {
 
+Array1<double> CoefficientTriple(double x, double y, double z) {
+  Array1<double> triple(1, 3);
+  triple.Unchecked(1) = x;
+  triple.Unchecked(2) = y;
+  triple.Unchecked(3) = z;
+  return triple;
+}
+
 Polynome3Variables::Polynome3Variables() {
   Byte n = 1;
   INIT(n);

@@ -17,6 +17,9 @@ namespace tavric {
 
 class TextFile;
 
+// A coefficient triple: the X, Y and Z coefficients of one term, bounds 1 to 3.
+Array1<double> CoefficientTriple(double x, double y, double z);
+
 class Polynome3Variables {
  public:
   // Order 1, four zero terms, file name "c:\SPCalFile.txt".

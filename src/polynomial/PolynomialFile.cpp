@@ -28,14 +28,6 @@ bool Contains(const std::string& text, const char* part) {
   return text.find(part) != std::string::npos;
 }
 
-Array1<double> Triple(double x, double y, double z) {
-  Array1<double> triple(1, 3);
-  triple(1) = x;
-  triple(2) = y;
-  triple(3) = z;
-  return triple;
-}
-
 }  // namespace
 
 std::string Polynome3Variables::ReadFile(TextFile& file) {
@@ -53,7 +45,7 @@ std::string Polynome3Variables::ReadFile(TextFile& file) {
         const double o3 = file.InputNumber();
         // The offsets are the negated constant terms. An order label read
         // afterwards clears them again.
-        TheCoeff(0, 0, 0, Triple(-o1, -o2, -o3));
+        TheCoeff(0, 0, 0, CoefficientTriple(-o1, -o2, -o3));
       }
 
       if (Contains(s, "ORDER")) {
@@ -77,7 +69,7 @@ std::string Polynome3Variables::ReadFile(TextFile& file) {
           const double x = file.InputNumber();
           const double y = file.InputNumber();
           const double z = file.InputNumber();
-          TheCoeff(p, q, r, Triple(x, y, z));
+          TheCoeff(p, q, r, CoefficientTriple(x, y, z));
         }
       }
     } while (!file.Eof());

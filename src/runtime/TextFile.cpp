@@ -214,8 +214,15 @@ void TextFile::WriteRecord(std::initializer_list<Item> items) {
     }
   }
   record += "\r\n";
+  Print(record);
+}
+
+void TextFile::PrintLine(const std::string& line) { Print(line + "\r\n"); }
+
+void TextFile::Print(const std::string& text) {
+  RequireMode(Mode::kOutput);
   errno = 0;
-  if (std::fwrite(record.data(), 1, record.size(), out_) != record.size()) RaiseWriteError(errno);
+  if (std::fwrite(text.data(), 1, text.size(), out_) != text.size()) RaiseWriteError(errno);
 }
 
 }  // namespace tavric

@@ -20,7 +20,8 @@
 //
 // Writing rules: WriteRecord writes its items separated by commas, strings in
 // double quotes, numbers in record form (FormatRecordNumber), whole numbers
-// as plain integers, and ends the record with CR LF.
+// as plain integers, and ends the record with CR LF; Print writes text as it
+// is and PrintLine adds CR LF.
 //
 // Errors on opening: a missing file 53, a missing folder 76, a folder given
 // as a file 75, access refused 70, any other failure 75. A failed write is 61
@@ -61,6 +62,10 @@ class TextFile {
 
   // Writing (output mode).
   void WriteRecord(std::initializer_list<Item> items);
+  // Writes `text` as it is.
+  void Print(const std::string& text);
+  // Writes `line` as it is, followed by CR LF.
+  void PrintLine(const std::string& line);
 
  private:
   void RequireMode(Mode mode) const;

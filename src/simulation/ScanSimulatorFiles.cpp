@@ -1,12 +1,8 @@
 // The scan simulator's file output: the two logged-data layouts that the
 // calibration data readers accept, and the ground truth as JSON.
-#include <cerrno>
 #include <charconv>
 #include <cmath>
-#include <cstdio>
-#include <filesystem>
 #include <string>
-#include <system_error>
 
 #include "runtime/CheckedMath.h"
 #include "runtime/ErrorTrap.h"
@@ -30,36 +26,12 @@ void RequireSixFinite(const DataArray& data) {
     for (std::int32_t r = 0; r < 6; ++r) fp::RequireFinite(data.Unchecked(l1 + r, j));
 }
 
-// Writes `text` as the whole content of the file at `path`, with the error
-// numbers of the library's text files: 76 for a missing folder, 75 for a
-// folder given as the file, 70 for refused access, 61 / 57 for a failed write.
+// Writes `text` as the whole content of the file at `path` (the library's
+// text-file errors: 76 for a missing folder, 61 for a full disk, ...).
 void WriteWholeFile(const std::string& path, const std::string& text) {
-  namespace fs = std::filesystem;
-  std::error_code ec;
-  if (path.empty() || fs::is_directory(path, ec)) Raise(err::kPathFileAccess);
-  errno = 0;
-  std::FILE* f = std::fopen(path.c_str(), "wb");
-  if (f == nullptr) {
-    switch (errno) {
-      case ENOENT:
-      case ENOTDIR:
-        Raise(err::kPathNotFound);
-      case EACCES:
-      case EPERM:
-      case EROFS:
-        Raise(err::kPermissionDenied);
-      case ENOSPC:
-        Raise(err::kDiskFull);
-      default:
-        Raise(err::kPathFileAccess);
-    }
-  }
-  errno = 0;
-  const bool written = std::fwrite(text.data(), 1, text.size(), f) == text.size();
-  const int write_errno = errno;
-  const bool closed = std::fclose(f) == 0;
-  if (!written || !closed)
-    Raise((written ? errno : write_errno) == ENOSPC ? err::kDiskFull : err::kDeviceIO);
+  TextFile file(path, TextFile::Mode::kOutput);
+  file.Print(text);
+  file.Close();
 }
 
 // A double in its shortest round-trip form (valid JSON); raises 6 when not finite.

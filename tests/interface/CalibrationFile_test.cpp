@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <clocale>
-
 #include "TestSupport.h"
 #include "interface/ProjectState.h"
 #include "sphere/ClsSphere.h"
@@ -204,29 +202,31 @@ TEST(CalibrationFile, ABadNumberIsATypeMismatch) {
             "LoadCalibrationFunctions Error n°13 Type mismatch");
 }
 
-TEST(CalibrationFile, TheRadiusAloneGoesThroughTheLocaleConversion) {
-  const std::string saved = std::setlocale(LC_NUMERIC, nullptr);
-  bool comma = false;
-  for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8"})
-    if (std::setlocale(LC_NUMERIC, name) != nullptr) {
-      comma = true;
-      break;
-    }
-  if (!comma) GTEST_SKIP() << "no locale with a decimal comma is installed";
+using testing::DecimalCommaLocale;
+
+TEST_F(DecimalCommaLocale, TheRadiusAloneGoesThroughTheLocaleConversion) {
   TempDir dir;
   const std::string path = dir.File("locale.cal");
-  // The radius is quoted so that its decimal comma stays inside one field.
+  // The radius is quoted so that its decimal comma stays inside one field;
+  // the centre and the statistics are read with a period whatever the locale.
   WriteFileBytes(path,
                  "\"SPHERE :\"\r\n\"X\",\"Y\",\"Z\",\"R\"\r\n1.5,2,3,\"12,5\"\r\n"
                  "\"RMS\",\"MIN\",\"MAX\"\r\n0.25,0,0\r\n");
   ClsProbeCalibration cal;
-  const std::string result = cal.LoadCalibrationFunctions(path);
-  const double radius = cal.SphereRadius();
-  const double x = cal.SphereCentre(1);
-  std::setlocale(LC_NUMERIC, saved.c_str());
-  EXPECT_EQ(result, "OK");
-  EXPECT_EQ(radius, 12.5);
-  EXPECT_EQ(x, 1.5);
+  EXPECT_EQ(cal.LoadCalibrationFunctions(path), "OK");
+  EXPECT_EQ(cal.SphereRadius(), 12.5);
+  EXPECT_EQ(cal.SphereCentre(1), 1.5);
+  EXPECT_EQ(cal.FitRMS(), 0.25);
+}
+
+TEST_F(DecimalCommaLocale, AFileSavedWithAPeriodFailsOnItsRadius) {
+  TempDir dir;
+  const std::string path = dir.File("period.cal");
+  ClsProbeCalibration cal;
+  StateSphere().R(12.7);
+  ASSERT_EQ(cal.SaveCalibrationFunctions(path), "OK");
+  EXPECT_EQ(cal.LoadCalibrationFunctions(path),
+            "LoadCalibrationFunctions Error n°13 Type mismatch");
 }
 
 }  // namespace

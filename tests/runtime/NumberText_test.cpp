@@ -77,19 +77,7 @@ TEST(CDbl, RaisesTypeMismatchForText) {
   EXPECT_EQ(CDbl("-3.25"), -3.25);
 }
 
-// Switches LC_NUMERIC for one test and restores it.
-class DecimalCommaLocale : public ::testing::Test {
- protected:
-  void SetUp() override {
-    saved_ = std::setlocale(LC_NUMERIC, nullptr);
-    for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "fr_FR.utf8"}) {
-      if (std::setlocale(LC_NUMERIC, name) != nullptr) return;
-    }
-    GTEST_SKIP() << "no locale with a decimal comma is installed (apt-get install locales-all)";
-  }
-  void TearDown() override { std::setlocale(LC_NUMERIC, saved_.c_str()); }
-  std::string saved_;
-};
+using testing::DecimalCommaLocale;
 
 TEST_F(DecimalCommaLocale, LocaleParsingReadsADecimalComma) {
   EXPECT_EQ(TryParseLocale("1,5"), 1.5);

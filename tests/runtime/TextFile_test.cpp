@@ -32,6 +32,19 @@ TEST(TextFile, WritesRecordsWithQuotedStringsAndCrLf) {
             "123456789012345,1E+15,0.333333333333333,3,-12\r\n");
 }
 
+TEST(TextFile, PrintWritesTextAsItIsAndPrintLineAddsCrLf) {
+  TempDir dir;
+  const std::string path = dir.File("print.txt");
+  {
+    TextFile f(path, TextFile::Mode::kOutput);
+    f.Print("a b,\"c\"");
+    f.PrintLine(" d");
+    f.PrintLine("");
+    f.Close();
+  }
+  EXPECT_EQ(ReadFileBytes(path), "a b,\"c\" d\r\n\r\n");
+}
+
 TEST(TextFile, ReadsQuotedFieldsWithCommasAndDropsSurroundingBlanks) {
   TempDir dir;
   const std::string path = dir.File("in.txt");

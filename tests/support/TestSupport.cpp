@@ -1,5 +1,6 @@
 #include "TestSupport.h"
 
+#include <clocale>
 #include <cstdlib>
 #include <fstream>
 #include <random>
@@ -39,6 +40,16 @@ TempDir::~TempDir() {
   std::error_code ec;
   std::filesystem::remove_all(path_, ec);
 }
+
+void DecimalCommaLocale::SetUp() {
+  saved_ = std::setlocale(LC_NUMERIC, nullptr);
+  for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "fr_FR.utf8"}) {
+    if (std::setlocale(LC_NUMERIC, name) != nullptr) return;
+  }
+  GTEST_SKIP() << "no locale with a decimal comma is installed (apt-get install locales-all)";
+}
+
+void DecimalCommaLocale::TearDown() { std::setlocale(LC_NUMERIC, saved_.c_str()); }
 
 void WriteFileBytes(const std::string& path, const std::string& content) {
   std::ofstream out(path, std::ios::binary);

@@ -1,6 +1,8 @@
 // Helpers shared by the tests.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -32,6 +34,18 @@ class TempDir {
   std::filesystem::path path_;
 };
 
+// A test fixture that switches LC_NUMERIC to a locale with a decimal comma
+// for the test and restores the previous one; the test is skipped when no
+// such locale is installed.
+class DecimalCommaLocale : public ::testing::Test {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+ private:
+  std::string saved_;
+};
+
 // Writes `content` to a file byte for byte.
 void WriteFileBytes(const std::string& path, const std::string& content);
 // Reads a whole file byte for byte.
@@ -40,12 +54,12 @@ std::string ReadFileBytes(const std::string& path);
 }  // namespace tavric::testing
 
 // Expects `statement` to raise RuntimeError with the given error number.
-#define EXPECT_RUNTIME_ERROR(statement, number)                                  \
-  do {                                                                           \
-    try {                                                                        \
-      statement;                                                                 \
+#define EXPECT_RUNTIME_ERROR(statement, number)                                   \
+  do {                                                                            \
+    try {                                                                         \
+      statement;                                                                  \
       ADD_FAILURE() << "expected run-time error " << (number) << ", none raised"; \
-    } catch (const ::tavric::RuntimeError& e_) {                                 \
-      EXPECT_EQ(e_.Number(), (number)) << e_.Description();                      \
-    }                                                                            \
+    } catch (const ::tavric::RuntimeError& e_) {                                  \
+      EXPECT_EQ(e_.Number(), (number)) << e_.Description();                       \
+    }                                                                             \
   } while (0)
