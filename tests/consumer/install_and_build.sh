@@ -14,12 +14,16 @@ data=$examples_dir/sphere-scan-marked.txt
 
 cmake --install "$build_dir" --prefix "$prefix" > "$work/install.log"
 
-for f in include/tavric/ClsProbeCalibration.h include/tavric/Version.h \
-         lib/cmake/tavric/tavricConfig.cmake lib/cmake/tavric/tavricConfigVersion.cmake \
-         lib/cmake/tavric/tavricTargets.cmake lib/pkgconfig/tavric.pc lib/libtavric.a; do
-  [ -f "$prefix/$f" ] || { echo "not installed: $f"; exit 1; }
+# The library folder: lib, or lib/<multiarch> for a /usr prefix.
+pc=$(find "$prefix" -name tavric.pc -print -quit)
+[ -n "$pc" ] || { echo "not installed: tavric.pc"; exit 1; }
+libdir=$(dirname "$(dirname "$pc")")
+for f in "$prefix/include/tavric/ClsProbeCalibration.h" "$prefix/include/tavric/Version.h" \
+         "$libdir/cmake/tavric/tavricConfig.cmake" "$libdir/cmake/tavric/tavricConfigVersion.cmake" \
+         "$libdir/cmake/tavric/tavricTargets.cmake" "$libdir/libtavric.a"; do
+  [ -f "$f" ] || { echo "not installed: $f"; exit 1; }
 done
-if grep -q "tavric_flags\|tavric::flags" "$prefix"/lib/cmake/tavric/*.cmake; then
+if grep -q "tavric_flags\|tavric::flags" "$libdir"/cmake/tavric/*.cmake; then
   echo "the internal flags target leaked into the exported targets"; exit 1
 fi
 
@@ -33,7 +37,7 @@ grep -qx "result OK" "$work/cmake-consumer.txt"
 grep -qx "samples 4000" "$work/cmake-consumer.txt"
 
 # pkg-config consumer, same source.
-export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
+export PKG_CONFIG_PATH=$libdir/pkgconfig
 # shellcheck disable=SC2046,SC2086
 "$cxx" -std=c++20 $cxxflags "$consumer_dir/main.cpp" -o "$work/pc-consumer" \
   $(pkg-config --cflags --libs tavric) $ldflags
