@@ -1,0 +1,61 @@
+// The subcommands of the tavric command-line tool and the helpers they share.
+//
+// Each Add... function registers one subcommand on the application and
+// returns it with the function that runs it once the command line has been
+// parsed.
+// A run returns the process's exit status: 0 when the library said "OK", 1
+// when it returned a failure text (written unchanged on standard error).
+// Usage errors (status 2) are found by the parser before any run starts.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <array>
+#include <functional>
+#include <nlohmann/json.hpp>
+#include <string>
+
+namespace tavric::cli {
+
+inline constexpr int kExitOk = 0;
+inline constexpr int kExitFailure = 1;
+inline constexpr int kExitUsage = 2;
+
+using Triple = std::array<double, 3>;
+// JSON objects keep their keys in the order they were written.
+using Json = nlohmann::ordered_json;
+
+struct Command {
+  CLI::App* subcommand = nullptr;
+  std::function<int()> run;
+};
+
+Command AddCalibrate(CLI::App& app);
+Command AddTransform(CLI::App& app);
+Command AddShow(CLI::App& app);
+Command AddCheck(CLI::App& app);
+Command AddSimulate(CLI::App& app);
+
+// Writes a failure text of the library on standard error, unchanged, and
+// returns kExitFailure.
+int Fail(const std::string& text);
+
+// printf-style formatting of one number (e.g. Format("%.4f", x)).
+std::string Format(const char* format, double value);
+// Three numbers joined by ", ", each formatted with `format`.
+std::string FormatTriple(const char* format, const Triple& values);
+// A number in full precision, as "%.15g" writes it.
+std::string Full(double value);
+
+// Writes a JSON object on standard output, indented, with a final line end.
+void PrintJson(const Json& value);
+
+// Writes "caption : text" with the captions of one block aligned.
+void PrintField(const std::string& caption, const std::string& text);
+
+// An existing file, or "-" for standard input.
+const CLI::Validator& ExistingFileOrStdin();
+
+// millimetres to micrometres, for the fit statistics and deviations.
+inline double Micrometres(double mm) { return mm * 1000.0; }
+
+}  // namespace tavric::cli

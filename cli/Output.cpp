@@ -1,0 +1,52 @@
+#include <cstdio>
+#include <iostream>
+
+#include "Commands.h"
+
+namespace tavric::cli {
+
+int Fail(const std::string& text) {
+  std::cerr << text << '\n';
+  return kExitFailure;
+}
+
+std::string Format(const char* format, double value) {
+  if (value == 0.0) value = 0.0;  // a negated zero reads as 0, not -0
+  char buffer[64];
+  const int n = std::snprintf(buffer, sizeof buffer, format, value);
+  if (n < 0) return {};
+  if (static_cast<std::size_t>(n) < sizeof buffer)
+    return std::string(buffer, static_cast<std::size_t>(n));
+  std::string text(static_cast<std::size_t>(n) + 1, '\0');
+  std::snprintf(text.data(), text.size(), format, value);
+  text.resize(static_cast<std::size_t>(n));
+  return text;
+}
+
+std::string FormatTriple(const char* format, const Triple& values) {
+  return Format(format, values[0]) + ", " + Format(format, values[1]) + ", " +
+         Format(format, values[2]);
+}
+
+std::string Full(double value) { return Format("%.15g", value); }
+
+void PrintJson(const Json& value) { std::cout << value.dump(2) << '\n'; }
+
+void PrintField(const std::string& caption, const std::string& text) {
+  constexpr std::size_t kWidth = 14;
+  std::string line = caption;
+  if (line.size() < kWidth) line.append(kWidth - line.size(), ' ');
+  std::cout << line << ": " << text << '\n';
+}
+
+const CLI::Validator& ExistingFileOrStdin() {
+  static const CLI::Validator validator(
+      [](std::string& name) -> std::string {
+        if (name == "-") return {};
+        return CLI::ExistingFile(name);
+      },
+      "FILE or -");
+  return validator;
+}
+
+}  // namespace tavric::cli

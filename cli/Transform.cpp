@@ -1,0 +1,174 @@
+// tavric transform: converts probe readings with a saved calibration.
+#include <charconv>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "Commands.h"
+#include "tavric/ClsProbeCalibration.h"
+#include "tavric/DataFile.h"
+
+namespace tavric::cli {
+namespace {
+
+struct TransformOptions {
+  std::string calibration;
+  std::vector<double> readings;
+  std::string input;
+  std::string data;
+  bool json = false;
+};
+
+std::string_view TrimBlanks(std::string_view text) {
+  const auto first = text.find_first_not_of(" \t\r");
+  if (first == std::string_view::npos) return {};
+  const auto last = text.find_last_not_of(" \t\r");
+  return text.substr(first, last - first + 1);
+}
+
+// "P,Q,R" (blanks around the numbers allowed, numbers with a period).
+std::optional<Triple> ParseReading(std::string_view line) {
+  Triple values{};
+  for (std::size_t i = 0; i < 3; ++i) {
+    const auto comma = line.find(',');
+    if ((comma == std::string_view::npos) != (i == 2)) return std::nullopt;
+    const std::string_view field = TrimBlanks(line.substr(0, comma));
+    const char* end = field.data() + field.size();
+    const auto [ptr, ec] = std::from_chars(field.data(), end, values[i]);
+    if (field.empty() || ec != std::errc() || ptr != end) return std::nullopt;
+    if (comma != std::string_view::npos) line.remove_prefix(comma + 1);
+  }
+  return values;
+}
+
+// Reads "P,Q,R" lines; blank lines and lines starting with # are skipped.
+// Returns an error message, or an empty text when every line was read.
+std::string ReadReadings(std::istream& in, const std::string& name, std::vector<Triple>& out) {
+  std::string line;
+  for (int number = 1; std::getline(in, line); ++number) {
+    const std::string_view text = TrimBlanks(line);
+    if (text.empty() || text.front() == '#') continue;
+    const std::optional<Triple> reading = ParseReading(text);
+    if (!reading) {
+      return name + ":" + std::to_string(number) + ": expected P,Q,R but read \"" +
+             std::string(text) + "\"";
+    }
+    out.push_back(*reading);
+  }
+  return {};
+}
+
+Triple Deflection(const ClsProbeCalibration& cal, const Triple& reading) {
+  Triple d{};
+  cal.Transform(reading[0], reading[1], reading[2], d[0], d[1], d[2]);
+  return d;
+}
+
+void PrintLine(const Triple& v) {
+  std::cout << Full(v[0]) << ',' << Full(v[1]) << ',' << Full(v[2]) << '\n';
+}
+
+int TransformReadings(const TransformOptions& o, const ClsProbeCalibration& cal) {
+  std::vector<Triple> readings;
+  if (!o.readings.empty()) {
+    readings.push_back({o.readings[0], o.readings[1], o.readings[2]});
+  } else if (o.input == "-") {
+    const std::string error = ReadReadings(std::cin, "<stdin>", readings);
+    if (!error.empty()) return Fail(error);
+  } else {
+    std::ifstream in(o.input, std::ios::binary);
+    if (!in) return Fail(o.input + ": cannot be opened");
+    const std::string error = ReadReadings(in, o.input, readings);
+    if (!error.empty()) return Fail(error);
+  }
+
+  Json points = Json::array();
+  for (const Triple& reading : readings) {
+    const Triple d = Deflection(cal, reading);
+    if (o.json) {
+      points.push_back({{"reading", reading}, {"deflection", d}});
+    } else {
+      PrintLine(d);
+    }
+  }
+  if (o.json) PrintJson({{"result", "OK"}, {"calibration", o.calibration}, {"points", points}});
+  return kExitOk;
+}
+
+// Every sample of a data file: its tip centre, machine position + deflection.
+int TransformData(const TransformOptions& o, const ClsProbeCalibration& cal) {
+  DataArray data;
+  std::string layout;
+  const std::string read = ReadCalibrationDataFile(o.data, data, &layout);
+  if (read != "OK") return Fail(read);
+
+  const std::int32_t first = data.LBound(2);
+  const std::int32_t last = data.UBound(2);
+  Json points = Json::array();
+  for (std::int32_t k = first; k <= last; ++k) {
+    const Triple reading{data(1, k), data(2, k), data(3, k)};
+    const Triple position{data(4, k), data(5, k), data(6, k)};
+    const Triple d = Deflection(cal, reading);
+    const Triple tip{position[0] + d[0], position[1] + d[1], position[2] + d[2]};
+    if (o.json) {
+      points.push_back(
+          {{"reading", reading}, {"position", position}, {"deflection", d}, {"tip", tip}});
+    } else {
+      PrintLine(tip);
+    }
+  }
+  if (o.json) {
+    PrintJson({{"result", "OK"},
+               {"calibration", o.calibration},
+               {"data", o.data},
+               {"layout", layout},
+               {"samples", last - first + 1},
+               {"points", points}});
+  }
+  return kExitOk;
+}
+
+int RunTransform(const TransformOptions& o) {
+  ClsProbeCalibration cal;
+  const std::string loaded = cal.LoadCalibrationFunctions(o.calibration);
+  if (loaded != "OK") return Fail(loaded);
+  if (!o.data.empty()) return TransformData(o, cal);
+  return TransformReadings(o, cal);
+}
+
+}  // namespace
+
+Command AddTransform(CLI::App& app) {
+  auto o = std::make_shared<TransformOptions>();
+  CLI::App* sub = app.add_subcommand(
+      "transform", "Convert probe readings P, Q, R (counts) to deflections X, Y, Z (mm)");
+  sub->add_option("CALFILE", o->calibration, "Calibration file (from tavric calibrate)")
+      ->required()
+      ->check(CLI::ExistingFile);
+  CLI::Option* readings =
+      sub->add_option("READING", o->readings, "One reading: the three numbers P Q R")->expected(3);
+  CLI::Option* input =
+      sub->add_option("-i,--input", o->input,
+                      "File of P,Q,R lines, or - for standard input; prints X,Y,Z lines")
+          ->type_name("FILE")
+          ->check(ExistingFileOrStdin());
+  CLI::Option* data =
+      sub->add_option("--data", o->data,
+                      "Data file (marked or generic layout); prints each sample's machine "
+                      "position plus its deflection as X,Y,Z lines")
+          ->type_name("DATA")
+          ->check(CLI::ExistingFile);
+  readings->excludes(input, data);
+  input->excludes(data);
+  sub->add_flag("--json", o->json, "Print the results as one JSON object");
+  sub->callback([readings, input, data] {
+    if (readings->count() + input->count() + data->count() == 0) {
+      throw CLI::RequiredError("READING (P Q R), --input or --data");
+    }
+  });
+  return {sub, [o] { return RunTransform(*o); }};
+}
+
+}  // namespace tavric::cli
