@@ -22,11 +22,11 @@ Colour ShadeBall(Colour base, double dx, double dy) {
   // Half-vector between the light and the viewer (0, 0, 1).
   const double hx = kLightX, hy = kLightY, hz = kLightZ + 1.0;
   const double hn = std::sqrt(hx * hx + hy * hy + hz * hz);
-  double spec = std::max(0.0, (dx * hx + dy * hy + z * hz) / hn);
-  for (int i = 0; i < 5; ++i) spec *= spec;  // spec^32
+  double specular = std::max(0.0, (dx * hx + dy * hy + z * hz) / hn);
+  for (int i = 0; i < 5; ++i) specular *= specular;  // specular^32
   const double diffuse = 0.25 + 0.75 * lambert;
-  return {base.r * diffuse + 255.0 * 0.6 * spec, base.g * diffuse + 255.0 * 0.6 * spec,
-          base.b * diffuse + 255.0 * 0.6 * spec};
+  return {base.r * diffuse + 255.0 * 0.6 * specular, base.g * diffuse + 255.0 * 0.6 * specular,
+          base.b * diffuse + 255.0 * 0.6 * specular};
 }
 
 // Distance from (px, py) to the segment (ax, ay)-(bx, by), and the position

@@ -2,34 +2,12 @@
 #   cmake -S . -B build/win32 -DCMAKE_TOOLCHAIN_FILE=cmake/toolchains/i686-w64-mingw32.cmake
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86)
-
 set(TAVRIC_MINGW_TRIPLET i686-w64-mingw32)
-set(CMAKE_C_COMPILER ${TAVRIC_MINGW_TRIPLET}-gcc)
-# The posix thread model: thread_local and std::thread need it.
-find_program(TAVRIC_MINGW_CXX NAMES ${TAVRIC_MINGW_TRIPLET}-g++-posix ${TAVRIC_MINGW_TRIPLET}-g++)
-set(CMAKE_CXX_COMPILER ${TAVRIC_MINGW_CXX})
-set(CMAKE_RC_COMPILER ${TAVRIC_MINGW_TRIPLET}-windres)
-set(TAVRIC_WIDL ${TAVRIC_MINGW_TRIPLET}-widl)
 set(TAVRIC_WIDL_TARGET --win32)
-
-set(CMAKE_FIND_ROOT_PATH /usr/${TAVRIC_MINGW_TRIPLET})
-set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
-set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
 # SSE2 arithmetic instead of the x87 unit, whose extended precision would
 # round intermediate results differently from the 64-bit builds.
 set(CMAKE_C_FLAGS_INIT "-msse2 -mfpmath=sse")
 set(CMAKE_CXX_FLAGS_INIT "-msse2 -mfpmath=sse")
 
-# Everything linked statically: a plain Windows installation has no mingw
-# runtime DLLs (libstdc++, libgcc, winpthread).
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-static -static-libgcc -static-libstdc++")
-set(CMAKE_SHARED_LINKER_FLAGS_INIT "-static -static-libgcc -static-libstdc++")
-
-# Header-only packages (CLI11, nlohmann_json) come from the build machine,
-# through the configs in host-packages/ (see there).
-set(CLI11_DIR ${CMAKE_CURRENT_LIST_DIR}/host-packages CACHE PATH "CLI11 for the cross build")
-set(nlohmann_json_DIR ${CMAKE_CURRENT_LIST_DIR}/host-packages
-    CACHE PATH "nlohmann_json for the cross build")
+include(${CMAKE_CURRENT_LIST_DIR}/mingw-w64-common.cmake)
