@@ -6,6 +6,7 @@
 
 #include "TestSupport.h"
 #include "runtime/ErrorTrap.h"
+#include "runtime/ObjectRef.h"
 
 namespace tavric {
 namespace {
@@ -33,6 +34,13 @@ TEST(RuntimeError, CarriesTheStandardDescriptions) {
     EXPECT_EQ(e.Number(), number);
     EXPECT_EQ(e.Description(), text);
   }
+}
+
+TEST(ObjectRef, UsingNoObjectIsObjectVariableNotSet) {
+  const Ref<int> none;
+  EXPECT_RUNTIME_ERROR(Deref(none), 91);
+  const Ref<int> some = std::make_shared<int>(3);
+  EXPECT_EQ(Deref(some), 3);
 }
 
 TEST(ErrorTrap, FormatsTheTrapTextWithPrefixAndSeparator) {

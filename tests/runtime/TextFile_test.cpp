@@ -149,13 +149,26 @@ TEST(TextFile, OpeningErrorsHaveTheirOwnNumbers) {
 }
 
 TEST(TextFile, AFileThatMayNotBeOpenedIsPermissionDenied) {
-  if (geteuid() == 0) GTEST_SKIP() << "permissions are not enforced for root";
-  TempDir dir;
-  const std::string path = dir.File("locked.txt");
-  WriteFileBytes(path, "x");
-  std::filesystem::permissions(path, std::filesystem::perms::none);
   TextFile f;
-  EXPECT_RUNTIME_ERROR(f.Open(path, TextFile::Mode::kInput), 70);
+  if (geteuid() != 0) {
+    TempDir dir;
+    const std::string path = dir.File("locked.txt");
+    WriteFileBytes(path, "x");
+    std::filesystem::permissions(path, std::filesystem::perms::none);
+    EXPECT_RUNTIME_ERROR(f.Open(path, TextFile::Mode::kInput), 70);
+    return;
+  }
+  // Root passes ordinary permission checks; a read-only kernel attribute
+  // still refuses to be opened for writing.
+  if (!std::filesystem::exists("/sys/kernel/notes")) GTEST_SKIP() << "no /sys/kernel/notes";
+  EXPECT_RUNTIME_ERROR(f.Open("/sys/kernel/notes", TextFile::Mode::kOutput), 70);
+}
+
+TEST(TextFile, AFailedReadIsADeviceIOError) {
+  // Reading a process's memory file from offset 0 fails with an I/O error.
+  if (!std::filesystem::exists("/proc/self/mem")) GTEST_SKIP() << "no /proc/self/mem";
+  TextFile f;
+  EXPECT_RUNTIME_ERROR(f.Open("/proc/self/mem", TextFile::Mode::kInput), 57);
 }
 
 TEST(TextFile, AWriteOnAFullDiskIsDiskFull) {
