@@ -148,8 +148,7 @@ class Array2 {
   }
   std::int32_t Extent1() const noexcept { return static_cast<std::int32_t>(extent1_); }
   std::int32_t Extent2() const noexcept {
-    return extent1_ == 0 ? static_cast<std::int32_t>(extent2_)
-                         : static_cast<std::int32_t>(data_.size() / extent1_);
+    return static_cast<std::int32_t>(static_cast<std::int64_t>(upper2_) - lower2_ + 1);
   }
 
   T& operator()(std::int32_t i, std::int32_t j) { return data_[Offset(i, j)]; }
@@ -185,7 +184,6 @@ class Array2 {
     lower2_ = lower2;
     upper2_ = upper2;
     extent1_ = n1;
-    extent2_ = n2;
     allocated_ = true;
   }
   // Changes the upper bound of the last dimension, keeping the contents;
@@ -195,14 +193,13 @@ class Array2 {
     const std::size_t n2 = detail::ExtentOf(lower2_, upper2);
     data_.resize(detail::CheckedProduct(extent1_, n2, sizeof(T)));
     upper2_ = upper2;
-    extent2_ = n2;
   }
   void Erase() noexcept {
     std::vector<T>().swap(data_);
     allocated_ = false;
     lower1_ = lower2_ = 0;
     upper1_ = upper2_ = -1;
-    extent1_ = extent2_ = 0;
+    extent1_ = 0;
   }
 
   // Column j (all first-dimension elements of it) is contiguous.
@@ -226,7 +223,7 @@ class Array2 {
 
   std::vector<T> data_;
   std::int32_t lower1_ = 0, upper1_ = -1, lower2_ = 0, upper2_ = -1;
-  std::size_t extent1_ = 0, extent2_ = 0;
+  std::size_t extent1_ = 0;
   bool allocated_ = false;
 };
 

@@ -1,7 +1,6 @@
 #include "interface/CalibrationProcedure.h"
 
 #include "data/ModBiDirDetection.h"
-#include "data/ReadCalData.h"
 #include "display/FormDisplay.h"
 #include "geometry/ClsVector.h"
 #include "geometry/Matrix33.h"
@@ -13,6 +12,7 @@
 #include "runtime/DoEvents.h"
 #include "runtime/ErrorTrap.h"
 #include "sphere/ClsSphere.h"
+#include "tavric/DataFile.h"
 
 namespace tavric {
 namespace {
@@ -147,9 +147,7 @@ std::string RunCalibration(const Array2<double>& data, Byte& order) {
     fitted.TheCoeff(0, 0, 0, kept);
   }
 
-  // 11. Release the model, keep the result.
-  s.current_model.reset();
-  model.reset();
+  // 11. Keep the result; the model is released on the way out.
   s.last_result = result;
   return result;
 }
@@ -171,9 +169,7 @@ std::string Optimise(const Array2<double>& data, Byte& order) {
 std::string OptimiseFromFile(const std::string& file_name, Byte& order) {
   try {
     Array2<double> data;
-    std::string read = ReadCalData::ReadMarkedFile(file_name, data);
-    if (read == "OK") return Optimise(data, order);
-    read = ReadCalData::ReadGenericFile(file_name, data);
+    const std::string read = ReadCalibrationDataFile(file_name, data);
     if (read == "OK") return Optimise(data, order);
     State().run_report = RunReport{};
     State().run_report.result = read;

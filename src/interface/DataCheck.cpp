@@ -1,11 +1,11 @@
 #include "tavric/DataCheck.h"
 
 #include "data/ModBiDirDetection.h"
-#include "data/ReadCalData.h"
 #include "interface/CalibrationProcedure.h"
 #include "runtime/CheckedMath.h"
 #include "runtime/ErrorTrap.h"
 #include "sphere/ClsSphere.h"
+#include "tavric/DataFile.h"
 
 namespace tavric {
 namespace {
@@ -57,17 +57,7 @@ DataCheckReport CheckCalibrationData(const DataArray& data) {
 DataCheckReport CheckCalibrationDataFile(const std::string& file_name) {
   DataCheckReport report;
   DataArray data;
-  std::string read;
-  {
-    fp::Boundary boundary;
-    read = ReadCalData::ReadMarkedFile(file_name, data);
-    if (read == "OK") {
-      report.layout = "marked";
-    } else {
-      read = ReadCalData::ReadGenericFile(file_name, data);
-      if (read == "OK") report.layout = "generic";
-    }
-  }
+  const std::string read = ReadCalibrationDataFile(file_name, data, &report.layout);
   if (read != "OK") {
     report.result = read;
     return report;
