@@ -45,8 +45,10 @@ TEST(CheckedMath, SquareRootOfANegativeNumberIsAnInvalidCall) {
 }
 
 TEST(CheckedMath, SquareIsTheCorrectlyRoundedProduct) {
-  const double x = 0.1;
-  EXPECT_EQ(fp::Square(x), x * x);
+  // 0.1 is held as 0.1000000000000000055511151231257827; its square rounds
+  // to the double just above 0.01.
+  EXPECT_EQ(fp::Square(0.1), 0.010000000000000002);
+  EXPECT_EQ(fp::Square(-3.0), 9.0);
 }
 
 TEST(CheckedMath, PowerOfWholeExponentsIsRepeatedMultiplication) {
