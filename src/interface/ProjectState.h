@@ -18,6 +18,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "runtime/Narrow.h"
@@ -86,6 +87,10 @@ struct ProjectState {
 
   // How the last run went (rewritten by every Optimise).
   RunReport run_report;
+
+  // A sphere radius to hold fixed in the fit (mm), or none. Only the modern
+  // API sets it; ClsProbeCalibration always fits the radius.
+  std::optional<double> held_radius;
 
   // How long computations yield to the host's message loop (DoEvents), the
   // progress view the host installed (SetProgressView) and the default one,
