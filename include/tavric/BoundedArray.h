@@ -75,12 +75,12 @@ class Array1 {
     if (last >= first && (first < lower_ || last > upper_)) Raise(err::kSubscriptOutOfRange);
   }
 
-  // Re-dimensions to [lower, upper]; every element becomes T{}.
+  // Re-dimensions to [lower, upper]; every element becomes T{}. The memory
+  // is reused when it is large enough.
   void ReDim(std::int32_t lower, std::int32_t upper) {
     const std::size_t n = detail::ExtentOf(lower, upper);
     detail::CheckedProduct(n, 1, sizeof(T));
-    std::vector<T> fresh(n);
-    data_.swap(fresh);
+    data_.assign(n, T{});
     lower_ = lower;
     upper_ = upper;
     allocated_ = true;
@@ -173,12 +173,12 @@ class Array2 {
     if (last2 >= first2 && (first2 < lower2_ || last2 > upper2_)) Raise(err::kSubscriptOutOfRange);
   }
 
-  // Re-dimensions; every element becomes T{}.
+  // Re-dimensions; every element becomes T{}. The memory is reused when it is
+  // large enough.
   void ReDim(std::int32_t lower1, std::int32_t upper1, std::int32_t lower2, std::int32_t upper2) {
     const std::size_t n1 = detail::ExtentOf(lower1, upper1);
     const std::size_t n2 = detail::ExtentOf(lower2, upper2);
-    std::vector<T> fresh(detail::CheckedProduct(n1, n2, sizeof(T)));
-    data_.swap(fresh);
+    data_.assign(detail::CheckedProduct(n1, n2, sizeof(T)), T{});
     lower1_ = lower1;
     upper1_ = upper1;
     lower2_ = lower2;

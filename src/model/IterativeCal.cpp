@@ -1,10 +1,12 @@
 #include "model/IterativeCal.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "display/FormDisplay.h"
 #include "geometry/Matrix33.h"
 #include "interface/ProjectState.h"
+#include "model/ModelKernels.h"
 #include "polynomial/Polynome3Variables.h"
 #include "runtime/CheckedMath.h"
 #include "runtime/ErrorTrap.h"
@@ -63,6 +65,7 @@ std::string IterativeCal::INIT(const Array2<double>& Data, Byte Order, Matrix33&
     held_radius_ = held ? fp::RequireFinite(*held) : 0.0;
     m_ = CheckedAdd<Int16>(sphere_params_, CheckedMul<Int16>(3, static_cast<Int16>(n - 1)));
     powers_.ReDim(1, n);
+    table_ = Table::kNotBuilt;
     initialised_ = true;
     return "OK";
   } catch (...) {
@@ -116,6 +119,17 @@ void IterativeCal::Unpack(const Array1<double>& X) {
 // the Jacobian of the same point.
 void IterativeCal::Getfi(Int16& which, Array1<double>& X) {
   Unpack(X);
+  if (!residuals_.Allocated() || residuals_.LBound() != 1 || residuals_.UBound() != samples_)
+    residuals_.ReDim(1, samples_);
+  if (!ResidualsFast()) ResidualsReference(residuals_);
+  if (which == 0) {
+    lm_->Exchangefi(residuals_);
+  } else {
+    lm_->Exchangefip1(residuals_);
+  }
+}
+
+void IterativeCal::ResidualsReference(Array1<double>& f) {
   const ClsSphere& sphere = StateSphere();
   const ClsVector& centre = *StateSphere().Pt();
   const double c1 = centre.C1(), c2 = centre.C2(), c3 = centre.C3();
@@ -124,7 +138,7 @@ void IterativeCal::Getfi(Int16& which, Array1<double>& X) {
 
   const Int32 lower1 = data_.LBound(1);
   const Int32 lower2 = data_.LBound(2);
-  Array1<double> f(1, samples_);
+  f.CheckRange(1, samples_);
   for (Int32 k = 1; k <= samples_; ++k) {
     double dx, dy, dz;
     poly.Value(readings_.Unchecked(1, k), readings_.Unchecked(2, k), readings_.Unchecked(3, k), dx,
@@ -141,11 +155,57 @@ void IterativeCal::Getfi(Int16& which, Array1<double>& X) {
     f.Unchecked(k) = w4 - radius;
   }
   fp::Check();
-  if (which == 0) {
-    lm_->fi(std::move(f));
-  } else {
-    lm_->fip1(std::move(f));
+}
+
+bool IterativeCal::MonomialTable() {
+  if (table_ != Table::kNotBuilt) return table_ == Table::kBuilt;
+  const Polynome3Variables& poly = *poly_;
+  const auto terms = static_cast<std::size_t>(poly.TermCount());
+  monomials_.resize(terms * static_cast<std::size_t>(samples_));
+  for (Int32 k = 1; k <= samples_; ++k)
+    poly.Monomials(readings_.Unchecked(1, k), readings_.Unchecked(2, k), readings_.Unchecked(3, k),
+                   monomials_.data() + terms * static_cast<std::size_t>(k - 1));
+  if (fp::FaultPending()) {
+    fp::ClearFaults();
+    table_ = Table::kOverflows;
+    simd::AlignedVector<double>().swap(monomials_);
+    return false;
   }
+  table_ = Table::kBuilt;
+  return true;
+}
+
+bool IterativeCal::ResidualsFast() {
+  if (samples_ < 1 || fp::FaultPending() || !MonomialTable()) return false;
+  const Polynome3Variables& poly = *poly_;
+  const Array2<double>& table = poly.CoeffTable();
+  const Int32 terms = poly.TermCount();
+  table.CheckRange(1, 3, 1, terms);
+  coefficients_.resize(4 * static_cast<std::size_t>(terms));
+  for (Int32 t = 1; t <= terms; ++t) {
+    double* c = coefficients_.data() + 4 * static_cast<std::size_t>(t - 1);
+    for (Int32 axis = 1; axis <= 3; ++axis) c[axis - 1] = table.Unchecked(axis, t);
+    c[3] = 0.0;
+  }
+  ClsSphere& sphere = StateSphere();
+  const ClsVector& centre = Deref(sphere.Pt());
+  kernels::ResidualInputs in;
+  in.monomials = monomials_.data();
+  in.terms = terms;
+  in.coefficients = coefficients_.data();
+  in.positions = &data_.Unchecked(data_.LBound(1) + 3, data_.LBound(2));
+  in.stride = static_cast<std::size_t>(data_.Extent1());
+  in.centre[0] = centre.C1();
+  in.centre[1] = centre.C2();
+  in.centre[2] = centre.C3();
+  in.radius = sphere.R();
+  in.count = samples_;
+  kernels::Residuals(simd::Active(), in, work_.Data(), residuals_.Data());
+  if (fp::FaultPending()) {
+    fp::ClearFaults();
+    return false;
+  }
+  return true;
 }
 
 // Analytic Jacobian at the point of the last Getfi: the derivative of the
@@ -182,6 +242,47 @@ void IterativeCal::GetJacobian() {
   }
   fp::Check();
   lm_->Jacobian(std::move(J));
+}
+
+bool IterativeCal::FormNormalEquations(const Array1<double>& f, Array2<double>& A,
+                                       Array1<double>& g) {
+  if (table_ != Table::kBuilt || samples_ < 1 || fp::FaultPending() || !f.Allocated() ||
+      f.LBound() != 1 || f.UBound() != samples_)
+    return false;
+  const simd::Isa isa = simd::Active();
+  const Int32 terms = Deref(poly_).TermCount();
+  normal_.Start(m_, isa);
+  for (Int32 first = 0; first < samples_; first += NormalEquations::kBlock) {
+    const Int32 count = std::min<Int32>(NormalEquations::kBlock, samples_ - first);
+    kernels::JacobianColumns(isa, monomials_.data() + static_cast<std::size_t>(first) * terms,
+                             terms, work_.Data() + 4 * static_cast<std::size_t>(first), count,
+                             !RadiusHeld(), normal_.Column(0), normal_.ColumnStride());
+    normal_.Add(count, f.Data() + first);
+  }
+  if (fp::FaultPending()) {
+    fp::ClearFaults();
+    return false;
+  }
+  normal_.Finish(A, g);
+  return true;
+}
+
+void IterativeCal::NormalEquationsAt(const Array1<double>& f, Array2<double>& A,
+                                     Array1<double>& g) {
+  if (FormNormalEquations(f, A, g)) return;
+  GetJacobian();
+  A = NormalMatrixReference(lm_->Jacobian(), m_, samples_);
+  g = DescentVectorReference(lm_->Jacobian(), f, m_, samples_);
+}
+
+std::array<double, 3> IterativeCal::OutwardNormal(Int32 k) const {
+  work_.CheckRange(1, 4, k, k);
+  const double w4 = work_.Unchecked(4, k);
+  // Negated Jacobian entries, formed as GetJacobian forms them.
+  const double j1 = -work_.Unchecked(1, k) / w4;
+  const double j2 = -work_.Unchecked(2, k) / w4;
+  const double j3 = -work_.Unchecked(3, k) / w4;
+  return {-j1, -j2, -j3};
 }
 
 // Stability tests: every sphere step below ConvergenceSphereValue, every

@@ -10,14 +10,26 @@
 // position + polynomial deflection) from the sphere centre, minus the radius.
 // The model works in thousands of counts: readings are offset-corrected and
 // divided by 1000, and the first-order terms are seeded times 1000.
+//
+// Speed: the residuals and the normal equations run through vector kernels
+// (model/ModelKernels.h, solvers/NormalEquations.h) that give the same bits
+// as the plain loops kept here (ResidualsReference, GetJacobian): the
+// monomials of the fixed readings are formed once per run, the Jacobian is
+// formed block by block and summed into J^T J at once instead of being
+// stored, and nothing is allocated per evaluation. The kernels check for
+// floating-point faults once at their end; when one shows, the plain loops
+// run instead and raise exactly what they always raised.
 #pragma once
 
+#include <array>
 #include <memory>
 #include <string>
 
 #include "runtime/Narrow.h"
 #include "runtime/ObjectRef.h"
+#include "runtime/Simd.h"
 #include "solvers/Levenberg_Marquardt.h"
+#include "solvers/NormalEquations.h"
 #include "tavric/BoundedArray.h"
 
 namespace tavric {
@@ -67,18 +79,48 @@ class IterativeCal : public LMModel {
 
   // The optimiser's events.
   void Getfi(Int16& which, Array1<double>& X) override;
+  // The stored Jacobian, by the plain loop.
   void GetJacobian() override;
   void GetTol(Array1<double>& Dx, double& GradientNorm) override;
+  // J^T J and -J^T f at the point of the latest Getfi by the kernels, without
+  // storing the Jacobian; false when they cannot run or saw a fault.
+  bool FormNormalEquations(const Array1<double>& f, Array2<double>& A, Array1<double>& g) override;
+
+  // The same, falling back to the stored Jacobian and the plain loops (which
+  // raise any fault).
+  void NormalEquationsAt(const Array1<double>& f, Array2<double>& A, Array1<double>& g);
+  // The outward unit normal of sample k (1-based) at the point of the latest
+  // Getfi: minus the centre rows of its Jacobian column.
+  std::array<double, 3> OutwardNormal(Int32 k) const;
 
   Levenberg_Marquardt& LM() noexcept { return *lm_; }
 
+  // The plain residual loop (the polynomial's Value per sample, checked at
+  // every sample) into `f` (1 To N); the reference of the residual kernel.
+  void ResidualsReference(Array1<double>& f);
+
  private:
+  // The residuals into residuals_ by the kernel; false when it cannot run or
+  // saw a fault.
+  bool ResidualsFast();
+  // Builds the table of monomials at the first evaluation; false when its
+  // products overflow (the plain loops then run and raise).
+  bool MonomialTable();
+
   std::unique_ptr<Levenberg_Marquardt> lm_;
   Ref<Polynome3Variables> poly_;
-  Array2<double> data_;      // copy of the calibration data
-  Array2<double> readings_;  // (1 To 3, 1 To N): corrected readings / 1000
-  Array2<double> work_;      // (1 To 4, 1 To N): w1, w2, w3, w4 of the last evaluation
-  Array1<double> powers_;    // monomial values of one sample (1 To n)
+  Array2<double> data_;       // copy of the calibration data
+  Array2<double> readings_;   // (1 To 3, 1 To N): corrected readings / 1000
+  Array2<double> work_;       // (1 To 4, 1 To N): w1, w2, w3, w4 of the last evaluation
+  Array1<double> powers_;     // monomial values of one sample (1 To n)
+  Array1<double> residuals_;  // filled by Getfi, then exchanged with the optimiser's
+  // The kernels' tables: the monomials of every sample (TermCount() per
+  // sample) and the coefficients (X, Y, Z, 0 per term).
+  enum class Table { kNotBuilt, kBuilt, kOverflows };
+  Table table_ = Table::kNotBuilt;
+  simd::AlignedVector<double> monomials_;
+  simd::AlignedVector<double> coefficients_;
+  NormalEquations normal_;
   Int16 samples_ = 0;
   Int16 m_ = 0;
   Int16 sphere_params_ = 4;

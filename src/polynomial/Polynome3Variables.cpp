@@ -94,12 +94,16 @@ void Polynome3Variables::Value(double P, double Q, double R, double& X, double& 
 }
 
 void Polynome3Variables::PowerInto(double P, double Q, double R, Array1<double>& out) const {
-  const int n = order_;
-  out.CheckRange(1, TermsOfOrder(n));
+  out.CheckRange(1, TermsOfOrder(order_));
   fp::RequireFinite(P);
   fp::RequireFinite(Q);
   fp::RequireFinite(R);
-  double* o = &out.Unchecked(1);
+  Monomials(P, Q, R, &out.Unchecked(1));
+  fp::Check();
+}
+
+void Polynome3Variables::Monomials(double P, double Q, double R, double* out) const noexcept {
+  const int n = order_;
   double m = 1.0;
   std::size_t t = 0;
   for (int i = 0; i <= n; ++i) {
@@ -107,14 +111,13 @@ void Polynome3Variables::PowerInto(double P, double Q, double R, Array1<double>&
     for (int j = 0; j <= n - i; ++j) {
       const double mPQ = m;
       for (int k = 0; k <= n - i - j; ++k) {
-        o[t++] = m;
+        out[t++] = m;
         m *= R;
       }
       m = mPQ * Q;
     }
     m = mP * P;
   }
-  fp::Check();
 }
 
 Array1<double> Polynome3Variables::Power(double P, double Q, double R) const {

@@ -47,6 +47,9 @@ class Polynome3Variables {
   // Writes the N monomial values into `out` (which must hold 1..N); the
   // allocation-free form of Power for the hot loops.
   void PowerInto(double P, double Q, double R, Array1<double>& out) const;
+  // The same values into out[0..N-1] with no check at all: a fault is left
+  // in the floating-point flags (see runtime/CheckedMath.h).
+  void Monomials(double P, double Q, double R, double* out) const noexcept;
 
   // Adds another polynomial's coefficients; "Orders mismatch" when the orders
   // differ (nothing changes), else "OK".

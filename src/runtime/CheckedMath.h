@@ -22,6 +22,12 @@ inline constexpr int kWatched = FE_DIVBYZERO | FE_INVALID | FE_OVERFLOW;
 // Forgets any fault seen so far on this thread.
 inline void ClearFaults() noexcept { std::feclearexcept(kWatched); }
 
+// True when a fault was seen since the flags were last cleared. The vector
+// kernels run unchecked and test this at their end: when a fault shows, they
+// clear it and leave the work to the plain loop, whose checks raise exactly
+// the error it always raised, at the same point.
+inline bool FaultPending() noexcept { return std::fetestexcept(kWatched) != 0; }
+
 // Raises the run-time error of the fault seen since the flags were last
 // cleared, if any (clearing them first, so the error is reported once).
 void Check();

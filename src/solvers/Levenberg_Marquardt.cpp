@@ -5,6 +5,7 @@
 #include "runtime/CheckedMath.h"
 #include "runtime/ErrorTrap.h"
 #include "solvers/ModCholesky.h"
+#include "solvers/NormalEquations.h"
 #include "solvers/Tools.h"
 
 namespace tavric {
@@ -60,6 +61,12 @@ void Levenberg_Marquardt::fi(Array1<double>&& value) {
   m_ = m;
 }
 
+void Levenberg_Marquardt::Exchangefi(Array1<double>& value) {
+  const Int16 m = Narrow<Int16>(value.UBound());
+  std::swap(fi_, value);
+  m_ = m;
+}
+
 void Levenberg_Marquardt::X(const Array1<double>& value) {
   const Int16 n = Narrow<Int16>(value.UBound());
   x_ = value;
@@ -89,54 +96,15 @@ double Levenberg_Marquardt::Statistics(const Array1<double>& r) {
   return s;
 }
 
-Array2<double> Levenberg_Marquardt::NormalMatrix(const Array2<double>& J) const {
-  return tavric::NormalMatrix(J, n_, m_);
-}
-
-// The products of each element are accumulated in increasing k, as in
-// a(i,j) = sum over k of J(i,k)*J(j,k); k runs outermost so that every column
-// of J (one residual, all parameters) is read contiguously.
-Array2<double> NormalMatrix(const Array2<double>& J, Int32 n, Int32 m) {
-  Array2<double> A(1, n, 1, n);
-  if (n >= 1 && m >= 1) {
-    J.CheckRange(1, n, 1, m);
-    double* a = A.Data();
-    const std::size_t stride = static_cast<std::size_t>(n);
-    for (Int32 k = 1; k <= m; ++k) {
-      const double* column = &J.Unchecked(1, k);
-      for (Int32 j = 0; j < n; ++j) {
-        const double jk = column[j];
-        double* a_j = a + stride * static_cast<std::size_t>(j);  // elements (i, j), i <= j
-        for (Int32 i = 0; i <= j; ++i) a_j[i] = a_j[i] + column[i] * jk;
-      }
-    }
-    for (Int32 j = 0; j < n; ++j)
-      for (Int32 i = 0; i < j; ++i)
-        a[static_cast<std::size_t>(j) + stride * static_cast<std::size_t>(i)] =
-            a[static_cast<std::size_t>(i) + stride * static_cast<std::size_t>(j)];
+void Levenberg_Marquardt::FormNormalEquations(Array2<double>& A, Array1<double>& g) {
+  if (model_.FormNormalEquations(fi_, A, g)) {
+    Caption(kStepSystem);
+    return;
   }
-  fp::Check();
-  return A;
-}
-
-// g(i) = 0 - J(i,1)*f(1) - J(i,2)*f(2) - ..., each g(i) in increasing k.
-Array1<double> Levenberg_Marquardt::DescentVector(const Array2<double>& J,
-                                                  const Array1<double>& f) const {
-  const Int32 n = n_;
-  const Int32 m = m_;
-  Array1<double> g(1, n);
-  if (n >= 1 && m >= 1) {
-    J.CheckRange(1, n, 1, m);
-    f.CheckRange(1, m);
-    double* gp = g.Data();
-    for (Int32 k = 1; k <= m; ++k) {
-      const double* column = &J.Unchecked(1, k);
-      const double fk = f.Unchecked(k);
-      for (Int32 i = 0; i < n; ++i) gp[i] = gp[i] - column[i] * fk;
-    }
-  }
-  fp::Check();
-  return g;
+  model_.GetJacobian();
+  Caption(kStepSystem);
+  A = NormalMatrix(jacobian_, n_, m_);
+  g = DescentVectorReference(jacobian_, fi_, n_, m_);
 }
 
 std::string Levenberg_Marquardt::Optimize(Array1<double>& x) {
@@ -153,6 +121,8 @@ std::string Levenberg_Marquardt::Optimize(Array1<double>& x) {
     Array2<double> L(1, n, 1, n);
     Array2<double> D(1, n, 1, n);
     Array1<double> y(1, n);
+    Array2<double> A;
+    Array1<double> g;
     Byte k = 0;
 
     Int16 which = 0;
@@ -163,10 +133,7 @@ std::string Levenberg_Marquardt::Optimize(Array1<double>& x) {
     bool stop = false;
     do {
       Caption(kStepJacobian);
-      model_.GetJacobian();
-      Caption(kStepSystem);
-      const Array2<double> A = NormalMatrix(jacobian_);
-      const Array1<double> g = DescentVector(jacobian_, fi_);
+      FormNormalEquations(A, g);
 
       // The stored damping is divided at the start of every outer iteration,
       // so the first trial of a run uses Mu / nu. A faulty quotient is never
@@ -232,8 +199,10 @@ std::string Levenberg_Marquardt::Optimize(Array1<double>& x) {
         Caption(kStepSolving);
       }
 
+      // The trial becomes the current point; its residuals move to fi (the
+      // old ones stay in fip1, to be overwritten by the next trial).
       X(trial);
-      fi(fip1_);
+      Exchangefi(fip1_);
       S = S1;
       report.iterations.push_back(
           {k, S, state.FitRMS, state.FitMin, state.FitMax, state.Mu, rejected});

@@ -9,18 +9,12 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 #include "runtime/Narrow.h"
 #include "tavric/BoundedArray.h"
 
 namespace tavric {
-
-class Levenberg_Marquardt;
-
-// J^T J of a Jacobian stored as J(parameter j, residual i), (1 To n, 1 To m):
-// the symmetric (1 To n, 1 To n) matrix whose element (i, j) is the sum over
-// k = 1..m of J(i, k) * J(j, k), accumulated in increasing k.
-Array2<double> NormalMatrix(const Array2<double>& J, Int32 n, Int32 m);
 
 // The three events a model answers.
 class LMModel {
@@ -35,6 +29,17 @@ class LMModel {
   // Decide convergence from the proposed step and the gradient norm; set
   // SmalldX(...) and SmallGradient(...).
   virtual void GetTol(Array1<double>& Dx, double& GradientNorm) = 0;
+  // Optional: form the normal equations at the point of the latest Getfi
+  // directly, A = J^T J (1 To n, 1 To n) and g = -J^T f (1 To n) for the
+  // residuals f, bit for bit as the optimiser forms them from the stored
+  // Jacobian (NormalMatrix, DescentVectorReference). Returns false when the
+  // model does not; the optimiser then raises GetJacobian and forms them.
+  virtual bool FormNormalEquations(const Array1<double>& f, Array2<double>& A, Array1<double>& g) {
+    (void)f;
+    (void)A;
+    (void)g;
+    return false;
+  }
 };
 
 class Levenberg_Marquardt {
@@ -60,6 +65,11 @@ class Levenberg_Marquardt {
   void fip1(const Array1<double>& value) { fip1_ = value; }
   void fip1(Array1<double>&& value) noexcept { fip1_ = std::move(value); }
 
+  // The lets of fi and fip1 without a copy or an allocation: the value is
+  // swapped in, and `value` receives the previous array for reuse.
+  void Exchangefi(Array1<double>& value);
+  void Exchangefip1(Array1<double>& value) noexcept { std::swap(fip1_, value); }
+
   const Array1<double>& X() const noexcept { return x_; }
   void X(const Array1<double>& value);
 
@@ -75,10 +85,9 @@ class Levenberg_Marquardt {
   // Fit statistics of the residual vector r (1 To m): sets the shared FitMin,
   // FitMax (signed) and FitRMS and returns the sum of squares.
   double Statistics(const Array1<double>& r);
-  // J^T J of the Jacobian (n x m): (1 To n, 1 To n), symmetric.
-  Array2<double> NormalMatrix(const Array2<double>& J) const;
-  // -J^T f: (1 To n).
-  Array1<double> DescentVector(const Array2<double>& J, const Array1<double>& f) const;
+  // A = J^T J and g = -J^T f at the current point, from the model directly
+  // or from the Jacobian it stores.
+  void FormNormalEquations(Array2<double>& A, Array1<double>& g);
 
   LMModel& model_;
   Array2<double> jacobian_;

@@ -8,7 +8,6 @@
 #include "model/IterativeCal.h"
 #include "polynomial/Polynome3Variables.h"
 #include "runtime/CheckedMath.h"
-#include "solvers/Levenberg_Marquardt.h"
 #include "tavric/RunReport.h"
 #include "tavric/RuntimeError.h"
 #include "uncertainty/Covariance.h"
@@ -79,17 +78,14 @@ std::vector<double> FileUnitsCovariance(const Eigen::MatrixXd& c, const Coeffici
   return out;
 }
 
-// The deflection uncertainty at every sample, with the sample's outward
-// normal (minus the centre rows of its Jacobian column).
-UncertaintyCollector AtSamples(const DeflectionCovarianceField& field, const Array2<double>& J,
-                               const Array2<double>& readings, Int32 m,
-                               std::vector<Vec3>* normals) {
+// The deflection uncertainty at every sample, split along its outward normal.
+UncertaintyCollector AtSamples(const DeflectionCovarianceField& field,
+                               const std::vector<Vec3>& normals, const Array2<double>& readings,
+                               Int32 m) {
   UncertaintyCollector collector(static_cast<std::size_t>(m));
-  for (Int32 k = 1; k <= m; ++k) {
-    const Vec3 n = {-J(1, k), -J(2, k), -J(3, k)};
-    collector.Add(uncertainty::Split(field.At(readings(1, k), readings(2, k), readings(3, k)), n));
-    if (normals != nullptr) normals->push_back(n);
-  }
+  for (Int32 k = 1; k <= m; ++k)
+    collector.Add(uncertainty::Split(field.At(readings(1, k), readings(2, k), readings(3, k)),
+                                     normals[static_cast<std::size_t>(k - 1)]));
   return collector;
 }
 
@@ -127,18 +123,17 @@ DeflectionUncertainty OverRange(const DeflectionCovarianceField& field,
 }
 
 // The normal matrix had the radius been fitted: the radius's Jacobian row is
-// -1 for every sample, inserted as parameter 4.
-Eigen::MatrixXd WithRadius(const Eigen::MatrixXd& A, const Array2<double>& J, Int32 m) {
+// -1 for every sample, inserted as parameter 4. Its products with row i sum
+// to minus the sum of row i (`row_sums`: the sums of the Jacobian's rows,
+// negated, each in sample order).
+Eigen::MatrixXd WithRadius(const Eigen::MatrixXd& A, const Array1<double>& row_sums, Int32 m) {
   const Eigen::Index n = A.rows();
   Eigen::MatrixXd B(n + 1, n + 1);
   const auto old = [](Eigen::Index i) { return i < 3 ? i : i + 1; };
   for (Eigen::Index i = 0; i < n; ++i)
     for (Eigen::Index j = 0; j < n; ++j) B(old(i), old(j)) = A(i, j);
-  for (Eigen::Index i = 0; i < n; ++i) {
-    double sum = 0.0;
-    for (Int32 k = 1; k <= m; ++k) sum -= J(static_cast<Int32>(i + 1), k);
-    B(old(i), 3) = B(3, old(i)) = sum;
-  }
+  for (Eigen::Index i = 0; i < n; ++i)
+    B(old(i), 3) = B(3, old(i)) = row_sums(static_cast<Int32>(i + 1));
   B(3, 3) = static_cast<double>(m);
   return B;
 }
@@ -230,10 +225,13 @@ void Analyse(IterativeCal& model, const RunReport& report, FitUncertainty& u) {
   for (double f : report.residuals) S += f * f;
   u.sigma = std::sqrt(S / (m - n));
 
-  // The Jacobian and the undamped normal matrix at the solution.
-  model.GetJacobian();
-  const Array2<double>& J = model.LM().Jacobian();
-  const Array2<double> A = NormalMatrix(J, n, m);
+  // The undamped normal matrix at the solution, and minus the sums of the
+  // Jacobian's rows: the descent vector of residuals that are all 1.
+  Array1<double> ones(1, m);
+  std::fill(ones.Data(), ones.Data() + m, 1.0);
+  Array2<double> A;
+  Array1<double> row_sums;
+  model.NormalEquationsAt(ones, A, row_sums);
   const Eigen::MatrixXd normal = Eigen::Map<const Eigen::MatrixXd>(A.Data(), n, n);
   const ParameterCovariance covariance(normal, u.sigma);
   u.rank = covariance.Rank();
@@ -252,7 +250,8 @@ void Analyse(IterativeCal& model, const RunReport& report, FitUncertainty& u) {
   const DeflectionCovarianceField field(C, layout);
   std::vector<Vec3> normals;
   normals.reserve(static_cast<std::size_t>(m));
-  const UncertaintyCollector at_samples = AtSamples(field, J, readings, m, &normals);
+  for (Int32 k = 1; k <= m; ++k) normals.push_back(model.OutwardNormal(k));
+  const UncertaintyCollector at_samples = AtSamples(field, normals, readings, m);
   u.at_samples = at_samples.Summary();
   u.sample_normal_u = at_samples.Normal();
   u.sample_across_u = at_samples.Across();
@@ -291,11 +290,11 @@ void Analyse(IterativeCal& model, const RunReport& report, FitUncertainty& u) {
 
   // With the radius held: what fitting it would have given.
   if (u.radius_held) {
-    const ParameterCovariance fitted_radius(WithRadius(normal, J, m), u.sigma);
+    const ParameterCovariance fitted_radius(WithRadius(normal, row_sums, m), u.sigma);
     CoefficientLayout with_radius = layout;
     with_radius.first = 4;
     const DeflectionCovarianceField field_radius(fitted_radius.Covariance(), with_radius);
-    u.at_samples_radius_fitted = AtSamples(field_radius, J, readings, m, nullptr).Summary();
+    u.at_samples_radius_fitted = AtSamples(field_radius, normals, readings, m).Summary();
     u.radius_u_fitted = std::sqrt(fitted_radius.Covariance()(3, 3));
   }
   u.available = true;

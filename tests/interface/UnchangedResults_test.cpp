@@ -10,6 +10,8 @@
 //     statistics, sphere, every coefficient, the optimiser's history, the
 //     residuals and the last step);
 //   - the uncertainty analysis: every figure of RunReport::uncertainty.
+// Every case runs with each instruction set of the vector kernels (SSE2 and
+// AVX2 on x86), and both must give the recorded bits.
 // A mismatch means that some arithmetic changed its rounding. Run the test
 // binary with TAVRIC_PRINT_RESULT_DIGESTS=1 to print the digests of this
 // build; record them only when a change is meant to change results.
@@ -24,10 +26,12 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "TestSupport.h"
 #include "interface/ProjectState.h"
+#include "runtime/Simd.h"
 #include "tavric/ClsProbeCalibration.h"
 #include "tavric/RunReport.h"
 #include "tavric/ScanSimulator.h"
@@ -417,10 +421,18 @@ constexpr Recorded kRecorded[] = {
     {"Order3RebasedBounds", 0x43789cfdfcdbbb04ULL, 0x9486a81f3bdd243fULL},  // OK
 };
 
-class UnchangedResults : public ::testing::TestWithParam<Case> {};
+// Each case runs with every instruction set of the vector kernels.
+class UnchangedResults : public ::testing::TestWithParam<std::tuple<Case, simd::Isa>> {
+ protected:
+  void SetUp() override {
+    const simd::Isa isa = std::get<1>(GetParam());
+    if (!simd::Force(isa)) GTEST_SKIP() << "no " << simd::Name(isa) << " kernels here";
+  }
+  void TearDown() override { simd::Force(std::nullopt); }
+};
 
 TEST_P(UnchangedResults, CalibrationAndUncertaintyMatchTheRecordedDigests) {
-  const Case& c = GetParam();
+  const Case& c = std::get<0>(GetParam());
   const Outcome out = RunCase(c);
   if (std::getenv("TAVRIC_PRINT_RESULT_DIGESTS") != nullptr) {
     std::cout << std::hex << "  {\"" << c.name << "\", 0x" << out.calibration << "ULL, 0x"
@@ -434,9 +446,13 @@ TEST_P(UnchangedResults, CalibrationAndUncertaintyMatchTheRecordedDigests) {
   EXPECT_EQ(out.uncertainty, recorded->uncertainty) << out.result;
 }
 
-INSTANTIATE_TEST_SUITE_P(Sweep, UnchangedResults, ::testing::ValuesIn(Cases()),
-                         [](const ::testing::TestParamInfo<Case>& param) {
-                           return param.param.name;
+INSTANTIATE_TEST_SUITE_P(Sweep, UnchangedResults,
+                         ::testing::Combine(::testing::ValuesIn(Cases()),
+                                            ::testing::Values(simd::Isa::kBaseline,
+                                                              simd::Isa::kAvx2)),
+                         [](const ::testing::TestParamInfo<std::tuple<Case, simd::Isa>>& param) {
+                           return std::get<0>(param.param).name + "_" +
+                                  simd::Name(std::get<1>(param.param));
                          });
 
 }  // namespace

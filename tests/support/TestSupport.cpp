@@ -51,6 +51,13 @@ void DecimalCommaLocale::SetUp() {
 
 void DecimalCommaLocale::TearDown() { std::setlocale(LC_NUMERIC, saved_.c_str()); }
 
+void PerInstructionSet::SetUp() {
+  if (!simd::Force(GetParam()))
+    GTEST_SKIP() << "this machine (or this build) has no " << simd::Name(GetParam()) << " kernels";
+}
+
+void PerInstructionSet::TearDown() { simd::Force(std::nullopt); }
+
 void WriteFileBytes(const std::string& path, const std::string& content) {
   std::ofstream out(path, std::ios::binary);
   out << content;

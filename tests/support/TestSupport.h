@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "runtime/Simd.h"
 #include "tavric/RuntimeError.h"
 
 namespace tavric::testing {
@@ -45,6 +46,23 @@ class DecimalCommaLocale : public ::testing::Test {
  private:
   std::string saved_;
 };
+
+// A test fixture run once per instruction set of the vector kernels
+// (runtime/Simd.h): the kernels use the parameter's for the whole test, and
+// a test whose instruction set this machine does not run is skipped.
+class PerInstructionSet : public ::testing::TestWithParam<simd::Isa> {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+};
+
+// Instantiates a PerInstructionSet test suite for both instruction sets.
+#define TAVRIC_FOR_EACH_INSTRUCTION_SET(suite)                                                   \
+  INSTANTIATE_TEST_SUITE_P(                                                                      \
+      Isa, suite, ::testing::Values(::tavric::simd::Isa::kBaseline, ::tavric::simd::Isa::kAvx2), \
+      [](const ::testing::TestParamInfo<::tavric::simd::Isa>& i) {                               \
+        return std::string(::tavric::simd::Name(i.param));                                       \
+      })
 
 // Writes `content` to a file byte for byte.
 void WriteFileBytes(const std::string& path, const std::string& content);
