@@ -181,13 +181,11 @@ class Calibration {
   // ClsProbeCalibration::SaveCalibrationFunctions).
   void save(const std::filesystem::path& path) const;
 
+  // What the library fills in (its definition is internal).
   struct State;
+  explicit Calibration(std::shared_ptr<const State> state);
 
  private:
-  explicit Calibration(std::shared_ptr<const State> state);
-  friend Calibration load(const std::filesystem::path& path);
-  friend Calibration calibrate(std::span<const Sample> samples, const Options& options);
-  friend class CalibrationAccess;
   std::shared_ptr<const State> state_;
 };
 
