@@ -117,6 +117,9 @@ struct Options {
   // one parameter fewer.
   std::optional<double> known_radius;
   WarningThresholds thresholds;
+  // Show the optimisation's progress while it runs (the progress display: a
+  // panel on standard error).
+  bool show_progress = false;
 
   // Throws Error (kInvalidOption) naming the first setting out of range.
   void validate() const;
@@ -181,13 +184,11 @@ class Calibration {
   // ClsProbeCalibration::SaveCalibrationFunctions).
   void save(const std::filesystem::path& path) const;
 
+  // What the library fills in (its definition is internal).
   struct State;
+  explicit Calibration(std::shared_ptr<const State> state);
 
  private:
-  explicit Calibration(std::shared_ptr<const State> state);
-  friend Calibration load(const std::filesystem::path& path);
-  friend Calibration calibrate(std::span<const Sample> samples, const Options& options);
-  friend class CalibrationAccess;
   std::shared_ptr<const State> state_;
 };
 

@@ -91,6 +91,7 @@ std::string RunCalibration(const Array2<double>& data, Byte& order) {
   const Int16 n = SampleCount(data);
   s.run_report.samples = n;
   s.run_report.order = order;
+  s.run_report.radius_held = s.held_radius.has_value();
   StateForm().UpdateNbPts(order, n);
 
   // 2. The machine positions.

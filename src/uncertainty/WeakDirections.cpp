@@ -1,9 +1,11 @@
 #include "uncertainty/WeakDirections.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <numeric>
+
+#include "runtime/NumberText.h"
+#include "uncertainty/Wording.h"
 
 namespace tavric::uncertainty {
 namespace {
@@ -24,30 +26,14 @@ std::string Monomial(const std::array<int, 3>& powers) {
   return text;
 }
 
-// A number in fixed notation with `decimals` decimals, independent of the
-// process locale.
-std::string Fixed(double value, int decimals) {
-  char buffer[64];
-  const auto res =
-      std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed, decimals);
-  return std::string(buffer, res.ptr);
-}
-
-// Micrometres with two significant figures (at least one decimal below 10).
-std::string Micrometres(double mm) {
-  const double um = mm * 1000.0;
-  const double size = std::fabs(um);
-  const int decimals = size >= 10.0 ? 0 : size >= 1.0 ? 1 : size >= 0.1 ? 2 : 3;
-  return Fixed(um, decimals) + " \u00b5m";
-}
-
 // "X", "Y" or "Z" when the unit vector u is within about 15 degrees of an
 // axis, else its components.
 std::string AxisName(const Eigen::Vector3d& u) {
   Eigen::Index axis = 0;
   const double largest = u.cwiseAbs().maxCoeff(&axis);
   if (largest >= 0.966) return kAxisNames[axis];
-  return "the axis (" + Fixed(u(0), 2) + ", " + Fixed(u(1), 2) + ", " + Fixed(u(2), 2) + ")";
+  return "the axis (" + FormatFixed(u(0), 2) + ", " + FormatFixed(u(1), 2) + ", " +
+         FormatFixed(u(2), 2) + ")";
 }
 
 Eigen::Matrix3d ToEigen(const Mat3& m) {
@@ -199,6 +185,7 @@ void Explain(const Eigen::VectorXd& v, const Eigen::VectorXd& step, const Eigen:
   const Eigen::VectorXd shares = v.cwiseAbs2();
   auto [kind, what] = Classify(shares, step, fitted, layout, reach);
   effect.kind = kind;
+  effect.summary = what;
 
   std::vector<std::size_t> order(static_cast<std::size_t>(shares.size()));
   std::iota(order.begin(), order.end(), std::size_t{0});
@@ -212,7 +199,7 @@ void Explain(const Eigen::VectorXd& v, const Eigen::VectorXd& step, const Eigen:
     effect.parameters.push_back(names[order[i]]);
     effect.shares.push_back(share);
     if (!mixes.empty()) mixes += ", ";
-    mixes += names[order[i]] + " (" + Fixed(100.0 * share, 0) + " %)";
+    mixes += names[order[i]] + " (" + Percent(share) + ")";
   }
   effect.description = what + "; mixes " + mixes +
                        "; one standard uncertainty along it moves the deflection by " +
