@@ -275,6 +275,11 @@ void IterativeCal::NormalEquationsAt(const Array1<double>& f, Array2<double>& A,
   g = DescentVectorReference(lm_->Jacobian(), f, m_, samples_);
 }
 
+const double* IterativeCal::TableMonomials(Int32 k) const {
+  if (table_ != Table::kBuilt || k < 1 || k > samples_) return nullptr;
+  return monomials_.data() + static_cast<std::size_t>(Deref(poly_).TermCount()) * (k - 1);
+}
+
 std::array<double, 3> IterativeCal::OutwardNormal(Int32 k) const {
   work_.CheckRange(1, 4, k, k);
   const double w4 = work_.Unchecked(4, k);

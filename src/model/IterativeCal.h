@@ -89,6 +89,10 @@ class IterativeCal : public LMModel {
   // The same, falling back to the stored Jacobian and the plain loops (which
   // raise any fault).
   void NormalEquationsAt(const Array1<double>& f, Array2<double>& A, Array1<double>& g);
+  // The monomials of sample k (1-based) as the kernels use them (the
+  // polynomial's Power at its readings), or null when the table was not
+  // built.
+  const double* TableMonomials(Int32 k) const;
   // The outward unit normal of sample k (1-based) at the point of the latest
   // Getfi: minus the centre rows of its Jacobian column.
   std::array<double, 3> OutwardNormal(Int32 k) const;

@@ -65,14 +65,18 @@ constexpr int kInterleave = 4;
   }
 }
 
-// out[t] = s * m[t] for t = 0..count-1 (full vectors, then single values).
+// out[t] = s * m[t] for t = 0..count-1: whole vectors, the last one moved
+// back to end at count (it writes some values twice, with the same bits).
 template <class V>
 [[gnu::always_inline]] inline void Scaled(double s, const double* m, std::size_t count,
                                           double* out) {
   constexpr auto L = static_cast<std::size_t>(kLanes<V>);
-  std::size_t t = 0;
-  for (; t + L <= count; t += L) Store(out + t, Load<V>(m + t) * s);
-  for (; t < count; ++t) out[t] = s * m[t];
+  if (count < L) {
+    for (std::size_t t = 0; t < count; ++t) out[t] = s * m[t];
+    return;
+  }
+  for (std::size_t t = 0; t + L <= count; t += L) Store(out + t, Load<V>(m + t) * s);
+  if (count % L != 0) Store(out + count - L, Load<V>(m + count - L) * s);
 }
 
 template <class V>
@@ -85,17 +89,15 @@ template <class V>
     const double* w = work + 4 * static_cast<std::size_t>(k);
     const double* m = monomials + static_cast<std::size_t>(k) * n + 1;  // from term 2
     double* column = columns + static_cast<std::size_t>(k) * ld;
-    const double w4 = w[3];
-    const double j1 = -w[0] / w4;
-    const double j2 = -w[1] / w4;
-    const double j3 = -w[2] / w4;
-    column[0] = j1;
-    column[1] = j2;
-    column[2] = j3;
+    // j_a = -w_a / w4 in lanes 0..2 (lane 3 is -w4 / w4, not used); rows 0
+    // to 3 are written at once, row 3 then set or overwritten.
+    const V4 wk = Load<V4>(w);
+    const V4 j = -wk / wk[3];
+    Store(column, j);
     if (radius_fitted) column[3] = -1.0;
-    Scaled<V>(-j1, m, n - 1, column + first);
-    Scaled<V>(-j2, m, n - 1, column + first + (n - 1));
-    Scaled<V>(-j3, m, n - 1, column + first + 2 * (n - 1));
+    Scaled<V>(-j[0], m, n - 1, column + first);
+    Scaled<V>(-j[1], m, n - 1, column + first + (n - 1));
+    Scaled<V>(-j[2], m, n - 1, column + first + 2 * (n - 1));
   }
 }
 

@@ -59,53 +59,42 @@ template <class V>
   }
 }
 
-// g(i) = g(i) - J(i, k) * f(k) for k = 0, 1, ... in turn, all rows at once.
-template <class V>
-[[gnu::always_inline]] inline void AddDescent(const double* block, std::size_t ld, int count,
-                                              const double* f, double* g) {
-  constexpr std::size_t L = static_cast<std::size_t>(kLanes<V>);
-  const double* column = block;
-  for (int k = 0; k < count; ++k, column += ld) {
-    const double f_k = f[k];
-    for (std::size_t i = 0; i < ld; i += L)
-      Store(g + i, Load<V>(g + i) - Load<V>(column + i) * f_k);
-  }
-}
-
-void AddBaseline(const double* block, std::size_t ld, int count, std::size_t n, const double* f,
-                 double* a, double* g) {
+void AddBaseline(const double* block, std::size_t ld, int count, std::size_t n, double* a) {
   AddProducts<simd::V2>(block, ld, count, n, a);
-  if (f != nullptr) AddDescent<simd::V2>(block, ld, count, f, g);
 }
 
 #ifdef TAVRIC_SIMD_AVX2
 TAVRIC_TARGET_AVX2 void AddAvx2(const double* block, std::size_t ld, int count, std::size_t n,
-                                const double* f, double* a, double* g) {
+                                double* a) {
   AddProducts<simd::V4>(block, ld, count, n, a);
-  if (f != nullptr) AddDescent<simd::V4>(block, ld, count, f, g);
 }
 #endif
 
 }  // namespace
 
+// Row n of every column holds -f(k), so that column n of J^T J is the
+// descent vector: g(i) = 0 + J(i, 1) (-f(1)) + J(i, 2) (-f(2)) + ..., which
+// is 0 - J(i, 1) f(1) - J(i, 2) f(2) - ... to the bit (subtracting is adding
+// the negation, and negating a factor negates the product exactly).
 void NormalEquations::Start(Int32 n, simd::Isa isa) {
   n_ = std::max<Int32>(n, 0);
-  ld_ = (static_cast<std::size_t>(n_) + kRowMultiple - 1) / kRowMultiple * kRowMultiple;
+  ld_ = (static_cast<std::size_t>(n_) + 1 + kRowMultiple - 1) / kRowMultiple * kRowMultiple;
   isa_ = simd::Available(isa) ? isa : simd::Isa::kBaseline;
   block_.assign(ld_ * static_cast<std::size_t>(kBlock), 0.0);
   a_.assign(ld_ * ld_, 0.0);
-  g_.assign(ld_, 0.0);
 }
 
 void NormalEquations::Add(Int32 count, const double* f) {
   const auto n = static_cast<std::size_t>(n_);
+  if (f != nullptr)
+    for (Int32 c = 0; c < count; ++c) Column(c)[n] = -f[c];
 #ifdef TAVRIC_SIMD_AVX2
   if (isa_ == simd::Isa::kAvx2) {
-    AddAvx2(block_.data(), ld_, count, n, f, a_.data(), g_.data());
+    AddAvx2(block_.data(), ld_, count, n + 1, a_.data());
     return;
   }
 #endif
-  AddBaseline(block_.data(), ld_, count, n, f, a_.data(), g_.data());
+  AddBaseline(block_.data(), ld_, count, n + 1, a_.data());
 }
 
 void NormalEquations::Finish(Array2<double>& A) const {
@@ -121,7 +110,8 @@ void NormalEquations::Finish(Array2<double>& A) const {
 void NormalEquations::Finish(Array2<double>& A, Array1<double>& g) const {
   Finish(A);
   if (!g.Allocated() || g.LBound() != 1 || g.UBound() != n_) g.ReDim(1, n_);
-  std::copy(g_.begin(), g_.begin() + n_, g.Data());
+  const double* descent = a_.data() + ld_ * static_cast<std::size_t>(n_);
+  std::copy(descent, descent + n_, g.Data());
 }
 
 Array2<double> NormalMatrix(const Array2<double>& J, Int32 n, Int32 m) {

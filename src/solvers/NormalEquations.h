@@ -9,6 +9,8 @@
 // (NormalMatrixReference, DescentVectorReference). The speed comes from
 // running independent elements in vector lanes and from keeping a tile of
 // accumulators in registers over a block of columns that stays in the cache.
+// The descent vector is one more column of the same sums: each Jacobian
+// column is extended by -f(k).
 //
 // Use:
 //   NormalEquations ne;
@@ -37,13 +39,14 @@ class NormalEquations {
   void Start(Int32 n, simd::Isa isa = simd::Active());
 
   // Column c (0-based, below kBlock) of the block: n values to fill; the
-  // rows beyond n are zero and must stay so.
+  // rows beyond them belong to the sums and must not be written.
   double* Column(Int32 c) noexcept { return block_.data() + static_cast<std::size_t>(c) * ld_; }
   // Distance between two columns of the block, in doubles.
   std::size_t ColumnStride() const noexcept { return ld_; }
 
   // Adds the first `count` columns of the block to J^T J, and, when `f` is
-  // not null, to -J^T f with f[c] the residual of column c.
+  // not null, to -J^T f with f[c] the residual of column c (give f with
+  // every block or with none).
   void Add(Int32 count, const double* f);
 
   // Writes J^T J as a symmetric (1 To n, 1 To n) array and -J^T f as
@@ -53,11 +56,12 @@ class NormalEquations {
 
  private:
   Int32 n_ = 0;
-  std::size_t ld_ = 0;  // rows of a column: n rounded up to 8
+  std::size_t ld_ = 0;  // rows of a column: n + 1 rounded up to 8
   simd::Isa isa_ = simd::Isa::kBaseline;
   simd::AlignedVector<double> block_;  // kBlock columns
-  simd::AlignedVector<double> a_;      // ld x ld, column-major; the upper triangle is kept
-  simd::AlignedVector<double> g_;      // ld
+  // ld x ld, column-major: the upper triangle of J^T J in rows and columns
+  // 0..n-1, and -J^T f in column n.
+  simd::AlignedVector<double> a_;
 };
 
 // J^T J of a Jacobian stored as J(parameter j, residual i), (1 To n, 1 To m):

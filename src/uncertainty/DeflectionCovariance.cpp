@@ -4,6 +4,12 @@
 #include <cmath>
 #include <map>
 
+#include "runtime/Simd.h"
+
+// The vectors of the kernel below never cross a call that is not inlined
+// (see runtime/Simd.h).
+#pragma GCC diagnostic ignored "-Wpsabi"
+
 namespace tavric::uncertainty {
 namespace {
 
@@ -12,6 +18,70 @@ constexpr std::array<std::array<int, 2>, 6> kPairs = {
     {{0, 0}, {0, 1}, {0, 2}, {1, 1}, {1, 2}, {2, 2}}};
 
 double NonNegative(double variance) { return variance > 0.0 ? variance : 0.0; }
+
+// At for kLanes<V> readings at once, lane l holding reading l: the powers by
+// running products, each monomial (pp * pq) * pr, and every axis pair's sum
+// over the monomials in their order, exactly as At forms them.
+template <class V>
+[[gnu::always_inline]] inline void AtLanes(const std::vector<std::array<int, 3>>& monomials,
+                                           const std::array<std::vector<double>, 6>& coefficients,
+                                           int max_power, const double* readings, Mat3* out) {
+  constexpr int L = simd::kLanes<V>;
+  V p, q, r;
+  for (int l = 0; l < L; ++l) {
+    p[l] = readings[3 * l];
+    q[l] = readings[3 * l + 1];
+    r[l] = readings[3 * l + 2];
+  }
+  V pp[16], pq[16], pr[16];
+  pp[0] = pq[0] = pr[0] = V{} + 1.0;
+  for (int e = 1; e <= max_power; ++e) {
+    pp[e] = pp[e - 1] * p;
+    pq[e] = pq[e - 1] * q;
+    pr[e] = pr[e - 1] * r;
+  }
+  V sums[6] = {};
+  for (std::size_t u = 0; u < monomials.size(); ++u) {
+    const auto& e = monomials[u];
+    const V value = pp[e[0]] * pq[e[1]] * pr[e[2]];
+#pragma GCC unroll 6
+    for (std::size_t pair = 0; pair < 6; ++pair)
+      sums[pair] = sums[pair] + coefficients[pair][u] * value;
+  }
+  for (int l = 0; l < L; ++l)
+    for (std::size_t pair = 0; pair < kPairs.size(); ++pair) {
+      const auto a = static_cast<std::size_t>(kPairs[pair][0]);
+      const auto b = static_cast<std::size_t>(kPairs[pair][1]);
+      out[l][a][b] = out[l][b][a] = sums[pair][l];
+    }
+}
+
+template <class V>
+[[gnu::always_inline]] inline std::size_t AtEachBody(
+    const std::vector<std::array<int, 3>>& monomials,
+    const std::array<std::vector<double>, 6>& coefficients, int max_power, const double* readings,
+    std::size_t count, Mat3* out) {
+  constexpr auto L = static_cast<std::size_t>(simd::kLanes<V>);
+  std::size_t i = 0;
+  for (; i + L <= count; i += L)
+    AtLanes<V>(monomials, coefficients, max_power, readings + 3 * i, out + i);
+  return i;
+}
+
+std::size_t AtEachBaseline(const std::vector<std::array<int, 3>>& monomials,
+                           const std::array<std::vector<double>, 6>& coefficients, int max_power,
+                           const double* readings, std::size_t count, Mat3* out) {
+  return AtEachBody<simd::V2>(monomials, coefficients, max_power, readings, count, out);
+}
+
+#ifdef TAVRIC_SIMD_AVX2
+TAVRIC_TARGET_AVX2 std::size_t AtEachAvx2(const std::vector<std::array<int, 3>>& monomials,
+                                          const std::array<std::vector<double>, 6>& coefficients,
+                                          int max_power, const double* readings, std::size_t count,
+                                          Mat3* out) {
+  return AtEachBody<simd::V4>(monomials, coefficients, max_power, readings, count, out);
+}
+#endif
 
 }  // namespace
 
@@ -64,6 +134,18 @@ Mat3 DeflectionCovarianceField::At(double p, double q, double r) const {
   return cov;
 }
 
+void DeflectionCovarianceField::AtEach(const double* readings, std::size_t count, Mat3* out) const {
+  std::size_t done = 0;
+#ifdef TAVRIC_SIMD_AVX2
+  if (simd::Active() == simd::Isa::kAvx2)
+    done = AtEachAvx2(monomials_, coefficients_, max_power_, readings, count, out);
+  else
+#endif
+    done = AtEachBaseline(monomials_, coefficients_, max_power_, readings, count, out);
+  for (std::size_t i = done; i < count; ++i)
+    out[i] = At(readings[3 * i], readings[3 * i + 1], readings[3 * i + 2]);
+}
+
 DirectionalUncertainty Split(const Mat3& c, const Vec3& n) {
   DirectionalUncertainty u;
   for (std::size_t a = 0; a < 3; ++a) u.axes[a] = std::sqrt(NonNegative(c[a][a]));
@@ -90,17 +172,23 @@ DirectionalUncertainty Split(const Mat3& c, const Vec3& n) {
 Spread Summarise(std::vector<double> values) {
   Spread s;
   if (values.empty()) return s;
-  std::sort(values.begin(), values.end());
+  // Nearest rank: the smallest value with at least `fraction` of the values
+  // at or below it. Selection finds the same order statistics as a full
+  // sort would (the values are never -0, so equal values have equal bits).
   const auto rank = [&](double fraction) {
-    // Nearest rank: the smallest value with at least `fraction` of the values
-    // at or below it.
     const auto k =
         static_cast<std::size_t>(std::ceil(fraction * static_cast<double>(values.size())));
-    return values[std::clamp<std::size_t>(k, 1, values.size()) - 1];
+    return std::clamp<std::size_t>(k, 1, values.size()) - 1;
   };
-  s.max = values.back();
-  s.p95 = rank(0.95);
-  s.median = rank(0.5);
+  const std::size_t p95 = rank(0.95);
+  const std::size_t median = rank(0.5);
+  const auto first = values.begin();
+  std::nth_element(first, first + static_cast<std::ptrdiff_t>(p95), values.end());
+  s.p95 = values[p95];
+  s.max = *std::max_element(first + static_cast<std::ptrdiff_t>(p95), values.end());
+  std::nth_element(first, first + static_cast<std::ptrdiff_t>(median),
+                   first + static_cast<std::ptrdiff_t>(p95));
+  s.median = median < p95 ? values[median] : s.p95;
   return s;
 }
 

@@ -39,6 +39,10 @@ class DeflectionCovarianceField {
   // The 3 x 3 covariance of the deflection at the readings (p, q, r), in the
   // units of the parameters the covariance belongs to.
   Mat3 At(double p, double q, double r) const;
+  // The same at `count` readings (p, q, r of reading i at readings[3 i ..
+  // 3 i + 2]) into out[0 .. count - 1]: the same bits as At, several
+  // readings side by side in vector lanes.
+  void AtEach(const double* readings, std::size_t count, Mat3* out) const;
 
  private:
   std::vector<std::array<int, 3>> monomials_;  // powers of the products m_s m_t

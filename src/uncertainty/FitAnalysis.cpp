@@ -4,10 +4,12 @@
 #include <cmath>
 #include <numbers>
 #include <numeric>
+#include <stdexcept>
 
 #include "model/IterativeCal.h"
 #include "polynomial/Polynome3Variables.h"
 #include "runtime/CheckedMath.h"
+#include "runtime/Simd.h"
 #include "tavric/RunReport.h"
 #include "tavric/RuntimeError.h"
 #include "uncertainty/Covariance.h"
@@ -42,16 +44,53 @@ CoefficientLayout Layout(const IterativeCal& model) {
   return layout;
 }
 
-// The deflection of coefficient vector p at monomials m (terms 1..N, index
-// 0 the constant term, which the parameters do not hold).
-Vec3 Deflection(const Eigen::VectorXd& p, const CoefficientLayout& layout, const double* m) {
-  Vec3 d{0.0, 0.0, 0.0};
-  for (int a = 0; a < 3; ++a) {
-    double sum = 0.0;
-    for (int t = 2; t <= layout.Terms(); ++t) sum += p(layout.Index(a, t)) * m[t - 1];
-    d[static_cast<std::size_t>(a)] = sum;
+// The deflections of several coefficient vectors (sphere parameters first,
+// then the X, Y and Z coefficients of terms 2..N) at one sample's monomials
+// (terms 1..N, index 0 the constant term, which the parameters do not hold).
+// Every axis of every vector is its own sum over the terms, in term order
+// from 0; the sums run side by side in vector lanes (vector v, axis a in
+// lane 3 v + a).
+class Deflections {
+ public:
+  Deflections(const std::vector<const Eigen::VectorXd*>& vectors, const CoefficientLayout& layout)
+      : count_(vectors.size()), terms_(static_cast<std::size_t>(layout.Terms() - 1)) {
+    lanes_ = (3 * count_ + 1) / 2 * 2;
+    if (lanes_ > kMaxLanes) throw std::length_error("Deflections: too many vectors");
+    coefficients_.assign(terms_ * lanes_, 0.0);
+    for (std::size_t v = 0; v < count_; ++v)
+      for (int a = 0; a < 3; ++a)
+        for (std::size_t t = 0; t < terms_; ++t)
+          coefficients_[t * lanes_ + 3 * v + static_cast<std::size_t>(a)] =
+              (*vectors[v])(layout.Index(a, static_cast<int>(t) + 2));
   }
-  return d;
+
+  // out[v] = the deflection of vector v at the monomials.
+  void At(const double* monomials, Vec3* out) const {
+    simd::V2 sums[kMaxLanes / 2] = {};
+    const std::size_t chunks = lanes_ / 2;
+    const double* c = coefficients_.data();
+    for (std::size_t t = 0; t < terms_; ++t, c += lanes_) {
+      const double m = monomials[t + 1];
+      for (std::size_t k = 0; k < chunks; ++k)
+        sums[k] = sums[k] + simd::Load<simd::V2>(c + 2 * k) * m;
+    }
+    for (std::size_t v = 0; v < count_; ++v)
+      for (std::size_t a = 0; a < 3; ++a) out[v][a] = sums[(3 * v + a) / 2][(3 * v + a) % 2];
+  }
+
+ private:
+  static constexpr std::size_t kMaxLanes = 16;
+  std::size_t count_, terms_, lanes_ = 0;
+  std::vector<double> coefficients_;  // term by term, one per lane
+};
+
+// The monomials of sample k (1-based): the model's table, or formed here
+// when the model has none.
+const double* SampleMonomials(const IterativeCal& model, Int32 k, Array1<double>& scratch) {
+  if (const double* m = model.TableMonomials(k)) return m;
+  const Array2<double>& r = model.Readings();
+  Deref(model.Polynomial()).PowerInto(r(1, k), r(2, k), r(3, k), scratch);
+  return scratch.Data();
 }
 
 double Norm(const Vec3& v) { return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]); }
@@ -82,10 +121,11 @@ std::vector<double> FileUnitsCovariance(const Eigen::MatrixXd& c, const Coeffici
 UncertaintyCollector AtSamples(const DeflectionCovarianceField& field,
                                const std::vector<Vec3>& normals, const Array2<double>& readings,
                                Int32 m) {
+  std::vector<uncertainty::Mat3> covariances(static_cast<std::size_t>(m));
+  field.AtEach(readings.Data(), covariances.size(), covariances.data());
   UncertaintyCollector collector(static_cast<std::size_t>(m));
-  for (Int32 k = 1; k <= m; ++k)
-    collector.Add(uncertainty::Split(field.At(readings(1, k), readings(2, k), readings(3, k)),
-                                     normals[static_cast<std::size_t>(k - 1)]));
+  for (std::size_t k = 0; k < covariances.size(); ++k)
+    collector.Add(uncertainty::Split(covariances[k], normals[k]));
   return collector;
 }
 
@@ -101,8 +141,8 @@ DeflectionUncertainty OverRange(const DeflectionCovarianceField& field,
     const Vec3 r = {readings(1, k), readings(2, k), readings(3, k)};
     reach = std::max(reach, Norm(r));
   }
-  Array1<double> monomials(1, poly.TermCount());
-  UncertaintyCollector collector(kRangeDirections * kRangeLevels);
+  std::vector<double> points;  // p, q, r of each point
+  points.reserve(3 * kRangeDirections * kRangeLevels);
   const double golden = std::numbers::pi * (3.0 - std::sqrt(5.0));
   for (int i = 0; i < kRangeDirections; ++i) {
     const double z = 1.0 - (2.0 * i + 1.0) / kRangeDirections;
@@ -110,14 +150,24 @@ DeflectionUncertainty OverRange(const DeflectionCovarianceField& field,
     const Vec3 u = {ring * std::cos(golden * i), ring * std::sin(golden * i), z};
     for (int level = 1; level <= kRangeLevels; ++level) {
       const double radius = reach * std::cbrt(static_cast<double>(level) / kRangeLevels);
-      const Vec3 r = {radius * u[0], radius * u[1], radius * u[2]};
-      poly.PowerInto(r[0], r[1], r[2], monomials);
-      const Vec3 d = Deflection(fitted, layout, monomials.Data());
-      const double size = Norm(d);
-      if (!(size > 0.0)) continue;
-      const Vec3 along = {d[0] / size, d[1] / size, d[2] / size};
-      collector.Add(uncertainty::Split(field.At(r[0], r[1], r[2]), along));
+      for (double c : u) points.push_back(radius * c);
     }
+  }
+  const std::size_t count = points.size() / 3;
+  std::vector<uncertainty::Mat3> covariances(count);
+  field.AtEach(points.data(), count, covariances.data());
+  const Deflections deflection({&fitted}, layout);
+  Array1<double> monomials(1, poly.TermCount());
+  UncertaintyCollector collector(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    const double* r = points.data() + 3 * i;
+    poly.PowerInto(r[0], r[1], r[2], monomials);
+    Vec3 d;
+    deflection.At(monomials.Data(), &d);
+    const double size = Norm(d);
+    if (!(size > 0.0)) continue;
+    const Vec3 along = {d[0] / size, d[1] / size, d[2] / size};
+    collector.Add(uncertainty::Split(covariances[i], along));
   }
   return collector.Summary();
 }
@@ -160,28 +210,36 @@ SampleFigures PassOverSamples(const IterativeCal& model, const CoefficientLayout
                               const std::vector<Vec3>& normals, std::vector<WeakDirection>& weak) {
   const Array2<double>& readings = model.Readings();
   const Int32 m = readings.UBound(2);
-  const Polynome3Variables& poly = Deref(model.Polynomial());
-  Array1<double> monomials(1, poly.TermCount());
+  // The deflections of the fitted parameters, the last step (when there is
+  // one) and the weak directions' steps, in that order.
+  const bool with_last_step = last_step.size() == fitted.size();
+  std::vector<const Eigen::VectorXd*> vectors = {&fitted};
+  if (with_last_step) vectors.push_back(&last_step);
+  for (const Eigen::VectorXd& step : steps) vectors.push_back(&step);
+  const Deflections deflections(vectors, layout);
+  const std::size_t first_step = with_last_step ? 2 : 1;
+  std::vector<Vec3> d(vectors.size());
+  Array1<double> scratch(1, Deref(model.Polynomial()).TermCount());
+
   std::vector<double> normal_ss(steps.size(), 0.0), across_ss(steps.size(), 0.0);
   SampleFigures figures;
   for (Int32 k = 1; k <= m; ++k) {
     const Vec3 r = {readings(1, k), readings(2, k), readings(3, k)};
     figures.reading_mean += Norm(r) / m;
-    poly.PowerInto(r[0], r[1], r[2], monomials);
-    const double* mono = monomials.Data();
-    figures.deflection_mean += Norm(Deflection(fitted, layout, mono)) / m;
+    deflections.At(SampleMonomials(model, k, scratch), d.data());
+    figures.deflection_mean += Norm(d[0]) / m;
     const Vec3& n = normals[static_cast<std::size_t>(k - 1)];
-    if (last_step.size() == fitted.size()) {
-      const auto [along, across] = AlongAndAcross(Deflection(last_step, layout, mono), n);
+    if (with_last_step) {
+      const auto [along, across] = AlongAndAcross(d[1], n);
       figures.last_step_normal_change = std::max(figures.last_step_normal_change, std::fabs(along));
       figures.last_step_across_change = std::max(figures.last_step_across_change, across);
     }
     for (std::size_t i = 0; i < steps.size(); ++i) {
-      const Vec3 d = Deflection(steps[i], layout, mono);
-      const auto [along, across] = AlongAndAcross(d, n);
+      const Vec3& step = d[first_step + i];
+      const auto [along, across] = AlongAndAcross(step, n);
       normal_ss[i] += along * along;
       across_ss[i] += across * across;
-      weak[i].max = std::max(weak[i].max, Norm(d));
+      weak[i].max = std::max(weak[i].max, Norm(step));
     }
   }
   for (std::size_t i = 0; i < steps.size(); ++i) {
