@@ -1,11 +1,14 @@
 #include "sphere/BON.h"
 
+#include <algorithm>
 #include <cfloat>
+#include <vector>
 
 #include "interface/ProjectState.h"
 #include "runtime/CheckedMath.h"
 #include "runtime/DoEvents.h"
 #include "runtime/ErrorTrap.h"
+#include "runtime/Simd.h"
 
 namespace tavric::BON {
 namespace {
@@ -29,6 +32,69 @@ double DependenceRatio(Int16 n, Int16 m) {
 
 std::string VectorMessage(Int32 i, const char* tail) {
   return "Le vecteur n°" + std::to_string(i) + tail;
+}
+
+// Several scalar products of the same length at once, each in its own
+// vector lane and summed in increasing k exactly as ProdScal2 sums it: for
+// l = 0..count-1, out[l] = sum over k = 1..m of X(first + l, k) * y(k), with
+// y(k) = X(first + l, k) itself when y is null, else y[(k - 1) * stride].
+// Runs only when no fault is pending, and returns false (with the flags
+// cleared) when it saw one: the caller then forms the products one by one
+// with ProdScal2, whose check raises the fault where it always did.
+// Lanes 0, 1 in one vector of two, lanes 2, 3 in another.
+template <int kUsed, bool kSquares>
+void LaneSums(const double* x, std::size_t extent, const double* y, std::size_t stride, Int16 m,
+              double* out) {
+  using simd::V2;
+  V2 low = {}, high = {};
+  for (Int32 k = 0; k < m; ++k, x += extent) {
+    const V2 a = kUsed >= 2 ? simd::Load<V2>(x) : V2{x[0], 0.0};
+    const V2 b = kUsed == 4 ? simd::Load<V2>(x + 2) : V2{kUsed == 3 ? x[2] : 0.0, 0.0};
+    if constexpr (kSquares) {
+      low = low + a * a;
+      if constexpr (kUsed > 2) high = high + b * b;
+    } else {
+      const double yk = y[static_cast<std::size_t>(k) * stride];
+      low = low + a * yk;
+      if constexpr (kUsed > 2) high = high + b * yk;
+    }
+  }
+  for (int l = 0; l < kUsed; ++l) out[l] = l < 2 ? low[l] : high[l - 2];
+}
+
+template <bool kSquares>
+void LaneSums(int used, const double* x, std::size_t extent, const double* y, std::size_t stride,
+              Int16 m, double* out) {
+  switch (used) {
+    case 1:
+      return LaneSums<1, kSquares>(x, extent, y, stride, m, out);
+    case 2:
+      return LaneSums<2, kSquares>(x, extent, y, stride, m, out);
+    case 3:
+      return LaneSums<3, kSquares>(x, extent, y, stride, m, out);
+    default:
+      return LaneSums<4, kSquares>(x, extent, y, stride, m, out);
+  }
+}
+
+bool LaneProducts(const Array2<double>& X, Int32 first, Int32 count, const double* y,
+                  std::size_t stride, Int16 m, double* out) {
+  if (count < 1 || m < 1 || fp::FaultPending()) return false;
+  constexpr Int32 L = 4;
+  X.CheckRange(first, first + count - 1, 1, m);
+  const auto extent = static_cast<std::size_t>(X.Extent1());
+  for (Int32 done = 0; done < count; done += L) {
+    const int used = std::min(L, count - done);
+    const double* x = &X.Unchecked(first + done, 1);
+    if (y == nullptr) {
+      LaneSums<true>(used, x, extent, y, stride, m, out + done);
+    } else {
+      LaneSums<false>(used, x, extent, y, stride, m, out + done);
+    }
+  }
+  if (!fp::FaultPending()) return true;
+  fp::ClearFaults();
+  return false;
 }
 
 }  // namespace
@@ -62,13 +128,18 @@ std::string BuildBON(Int16 n, Int16 m, const Array2<double>& V, Array2<double>& 
     for (Int32 i = 1; i <= n; ++i)
       for (Int32 k = 1; k <= m; ++k) W.Unchecked(i, k) = V.Unchecked(i, k);
     const double dependence_ratio = DependenceRatio(n, m);
+    // The products run side by side (LaneProducts) unless they fault. R(j, j)
+    // stands for ProdScal(j, j) of the finished row j: the same sum.
     Array1<double> length2(1, n);
+    const bool lengths_ready = LaneProducts(W, 1, n, nullptr, 0, m, length2.Data());
     for (Int32 i = 1; i <= n; ++i) {
-      length2.Unchecked(i) = ProdScal(static_cast<Int16>(i), static_cast<Int16>(i), m, W);
+      if (!lengths_ready)
+        length2.Unchecked(i) = ProdScal(static_cast<Int16>(i), static_cast<Int16>(i), m, W);
       if (length2.Unchecked(i) == 0.0) return VectorMessage(i, " est nul");
       DoEvents();
     }
 
+    std::vector<double> numerators(static_cast<std::size_t>(n));
     for (Int32 i = 1; i <= n; ++i) {
       const auto i16 = static_cast<Int16>(i);
       if (StopRequested()) {
@@ -77,9 +148,14 @@ std::string BuildBON(Int16 n, Int16 m, const Array2<double>& V, Array2<double>& 
       }
       // Classical Gram-Schmidt: every coefficient of row i is taken from the
       // given vector V(i) before anything is subtracted from W(i).
+      const bool numerators_ready =
+          m >= 1 && LaneProducts(W, 1, i - 1, &V.Unchecked(i, 1),
+                                 static_cast<std::size_t>(V.Extent1()), m, numerators.data());
       for (Int32 j = 1; j < i; ++j) {
         const auto j16 = static_cast<Int16>(j);
-        R.Unchecked(i, j) = ProdScal2(i16, j16, m, V, W) / ProdScal(j16, j16, m, W);
+        R.Unchecked(i, j) = numerators_ready
+                                ? numerators[static_cast<std::size_t>(j - 1)] / R.Unchecked(j, j)
+                                : ProdScal2(i16, j16, m, V, W) / ProdScal(j16, j16, m, W);
         fp::Check();
         DoEvents();
       }
@@ -116,10 +192,15 @@ double SolveBON(Int16 n, Int16 m, const Array1<double>& b, const Array2<double>&
   }
   if (m >= 1) b.CheckRange(1, m);
 
+  // The n products w_i . b side by side unless they fault; otherwise one by
+  // one, checked after each.
+  const bool products_ready = m >= 1 && LaneProducts(W, 1, n, &b.Unchecked(1), 1, m, y.Data());
   for (Int32 i = 1; i <= n; ++i) {
-    double s = 0.0;
-    for (Int32 k = 1; k <= m; ++k) s += W.Unchecked(i, k) * b.Unchecked(k);
-    y.Unchecked(i) = s;
+    if (!products_ready) {
+      double s = 0.0;
+      for (Int32 k = 1; k <= m; ++k) s += W.Unchecked(i, k) * b.Unchecked(k);
+      y.Unchecked(i) = s;
+    }
     fp::Check();
     DoEvents();
   }

@@ -61,12 +61,7 @@ void ClsSphere::Fit(Int16& NPoints, Array1<Ref<ClsVector>>& Points, double& Tole
 
   // Starting radius: the root-mean-square distance of the points from that
   // centre.
-  double sum = 0.0;
-  for (Int32 i = 1; i <= n_points_; ++i) {
-    const auto d = Deref(points_(i)).Add(centre, -1.0);
-    sum += d->Scal(*d);
-  }
-  const double mean_square = sum / static_cast<double>(n_points_);
+  const double mean_square = SumOfSquaredDistances(centre) / static_cast<double>(n_points_);
   fp::Check();
   current_->R(fp::Sqr(mean_square));
 
@@ -152,8 +147,59 @@ std::string ClsSphere::En_NPoints() {
   return text;
 }
 
+// The loops below form, without creating a vector object per point, what
+// ClsVector::Add(centre, -1.0), Scal and Norme give: d = p + (-1) c per
+// component, |d|^2 = (d2 d2 + d1 d1) + d3 d3. They check for faults once at
+// their end; when one shows (or a point is missing), the object loops,
+// checked at every point, run instead and raise what they always raised.
+namespace {
+
+bool AllPresent(const Array1<Ref<ClsVector>>& points, Int16 n) {
+  if (n >= 1 && (!points.Allocated() || points.LBound() > 1 || points.UBound() < n)) return false;
+  for (Int32 i = 1; i <= n; ++i)
+    if (!points.Unchecked(i)) return false;
+  return true;
+}
+
+}  // namespace
+
+double ClsSphere::SumOfSquaredDistances(const ClsVector& centre) {
+  const double c1 = centre.C1(), c2 = centre.C2(), c3 = centre.C3();
+  double sum = 0.0;
+  if (!fp::FaultPending() && AllPresent(points_, n_points_)) {
+    for (Int32 i = 1; i <= n_points_; ++i) {
+      const ClsVector& p = *points_.Unchecked(i);
+      const double d1 = p.C1() + -1.0 * c1, d2 = p.C2() + -1.0 * c2, d3 = p.C3() + -1.0 * c3;
+      sum += (d2 * d2 + d1 * d1) + d3 * d3;
+    }
+    if (!fp::FaultPending()) return sum;
+    fp::ClearFaults();
+  }
+  sum = 0.0;
+  for (Int32 i = 1; i <= n_points_; ++i) {
+    const auto d = Deref(points_(i)).Add(centre, -1.0);
+    sum += d->Scal(*d);
+  }
+  return sum;
+}
+
 void ClsSphere::PointDirections() {
   const ClsVector& centre = *current_->Pt();
+  if (!fp::FaultPending() && AllPresent(points_, n_points_)) {
+    const double c1 = centre.C1(), c2 = centre.C2(), c3 = centre.C3();
+    geometry_.CheckRange(1, n_points_, 1, 4);
+    for (Int32 i = 1; i <= n_points_; ++i) {
+      const ClsVector& p = *points_.Unchecked(i);
+      const double d1 = p.C1() + -1.0 * c1, d2 = p.C2() + -1.0 * c2, d3 = p.C3() + -1.0 * c3;
+      const double length = std::sqrt((d2 * d2 + d1 * d1) + d3 * d3);
+      geometry_.Unchecked(i, 1) = d1 / length;
+      geometry_.Unchecked(i, 2) = d2 / length;
+      geometry_.Unchecked(i, 3) = d3 / length;
+      geometry_.Unchecked(i, 4) = length;
+    }
+    if (!fp::FaultPending()) return;
+    fp::ClearFaults();
+  }
   for (Int32 i = 1; i <= n_points_; ++i) {
     const auto d = Deref(points_(i)).Add(centre, -1.0);
     geometry_(i, 1) = d->C1();

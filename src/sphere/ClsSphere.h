@@ -54,6 +54,8 @@ class ClsSphere {
   // Geometry(i, 1..3) = unit direction from Current's centre to point i,
   // Geometry(i, 4) = the distance.
   void PointDirections();
+  // The sum over the points of their squared distance from `centre`.
+  double SumOfSquaredDistances(const ClsVector& centre);
   void ReleaseWork();
 
   Ref<ClsVector> pt_;

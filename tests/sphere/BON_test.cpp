@@ -447,6 +447,50 @@ TEST(BON, LeastSquaresResidualIsOrthogonalToEveryVector) {
   }
 }
 
+// The plain classical Gram-Schmidt of BuildBON and the products of
+// SolveBON, one scalar product at a time with ProdScal2: the reference the
+// side-by-side products must match bit for bit.
+void PlainBuild(Int16 n, Int16 m, const Array2<double>& V, Array2<double>& W, Array2<double>& R) {
+  W.ReDim(1, n, 1, m);
+  R.ReDim(1, n, 1, n);
+  for (Int32 i = 1; i <= n; ++i)
+    for (Int32 k = 1; k <= m; ++k) W(i, k) = V(i, k);
+  for (Int32 i = 1; i <= n; ++i) {
+    const auto i16 = static_cast<Int16>(i);
+    for (Int32 j = 1; j < i; ++j) {
+      const auto j16 = static_cast<Int16>(j);
+      R(i, j) = BON::ProdScal2(i16, j16, m, V, W) / BON::ProdScal(j16, j16, m, W);
+    }
+    for (Int32 j = 1; j < i; ++j)
+      for (Int32 k = 1; k <= m; ++k) W(i, k) = W(i, k) - R(i, j) * W(j, k);
+    R(i, i) = BON::ProdScal(i16, i16, m, W);
+  }
+}
+
+TEST(BON, BuildAndSolveGiveThePlainProductsBitForBit) {
+  std::mt19937_64 rng(11);
+  std::uniform_real_distribution<double> u(-1.0, 1.0);
+  for (Int16 n = 1; n <= 6; ++n)
+    for (Int16 m : {Int16{7}, Int16{100}, Int16{1001}}) {
+      Array2<double> V(1, n, 1, m);
+      for (Int32 k = 1; k <= m; ++k)
+        for (Int32 i = 1; i <= n; ++i) V(i, k) = std::ldexp(u(rng), static_cast<int>(k % 9) - 4);
+      Array2<double> W, R, W0, R0;
+      ASSERT_EQ(BON::BuildBON(n, m, V, W, R), "OK");
+      PlainBuild(n, m, V, W0, R0);
+      EXPECT_TRUE(W == W0) << "n " << n << " m " << m;
+      EXPECT_TRUE(R == R0) << "n " << n << " m " << m;
+
+      Array1<double> b(1, m), x, y;
+      for (Int32 k = 1; k <= m; ++k) b(k) = u(rng);
+      BON::SolveBON(n, m, b, V, W, R, x, y);
+      Array2<double> B(1, 1, 1, m);
+      for (Int32 k = 1; k <= m; ++k) B(1, k) = b(k);
+      for (Int32 i = 1; i <= n; ++i)
+        EXPECT_EQ(y(i), BON::ProdScal2(static_cast<Int16>(i), 1, m, W, B)) << i;
+    }
+}
+
 TEST(BON, SolveWithAZeroSquaredLengthRaisesDivisionByZero) {
   const Array2<double> V = FromRows({{1, 0}});
   const Array2<double> W = FromRows({{1, 0}});
