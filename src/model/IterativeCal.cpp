@@ -161,7 +161,8 @@ bool IterativeCal::MonomialTable() {
   if (table_ != Table::kNotBuilt) return table_ == Table::kBuilt;
   const Polynome3Variables& poly = *poly_;
   const auto terms = static_cast<std::size_t>(poly.TermCount());
-  monomials_.resize(terms * static_cast<std::size_t>(samples_));
+  const auto n = static_cast<std::size_t>(samples_);
+  monomials_.resize(terms * n);
   for (Int32 k = 1; k <= samples_; ++k)
     poly.Monomials(readings_.Unchecked(1, k), readings_.Unchecked(2, k), readings_.Unchecked(3, k),
                    monomials_.data() + terms * static_cast<std::size_t>(k - 1));
@@ -170,6 +171,18 @@ bool IterativeCal::MonomialTable() {
     table_ = Table::kOverflows;
     simd::AlignedVector<double>().swap(monomials_);
     return false;
+  }
+  // The readings and the machine positions, one array per field.
+  columns_.resize(6 * n);
+  const Int32 lower1 = data_.LBound(1);
+  const Int32 lower2 = data_.LBound(2);
+  for (std::size_t k = 0; k < n; ++k) {
+    const auto sample = static_cast<Int32>(k) + 1;
+    for (Int32 field = 0; field < 3; ++field) {
+      columns_[static_cast<std::size_t>(field) * n + k] = readings_.Unchecked(field + 1, sample);
+      columns_[static_cast<std::size_t>(field + 3) * n + k] =
+          data_.Unchecked(lower1 + 3 + field, lower2 + sample - 1);
+    }
   }
   table_ = Table::kBuilt;
   return true;
@@ -190,11 +203,15 @@ bool IterativeCal::ResidualsFast() {
   ClsSphere& sphere = StateSphere();
   const ClsVector& centre = Deref(sphere.Pt());
   kernels::ResidualInputs in;
-  in.monomials = monomials_.data();
-  in.terms = terms;
+  in.order = poly.Order();
   in.coefficients = coefficients_.data();
-  in.positions = &data_.Unchecked(data_.LBound(1) + 3, data_.LBound(2));
-  in.stride = static_cast<std::size_t>(data_.Extent1());
+  const auto n = static_cast<std::size_t>(samples_);
+  in.p = columns_.data();
+  in.q = in.p + n;
+  in.r = in.q + n;
+  in.x = in.r + n;
+  in.y = in.x + n;
+  in.z = in.y + n;
   in.centre[0] = centre.C1();
   in.centre[1] = centre.C2();
   in.centre[2] = centre.C3();
@@ -252,11 +269,18 @@ bool IterativeCal::FormNormalEquations(const Array1<double>& f, Array2<double>& 
   const simd::Isa isa = simd::Active();
   const Int32 terms = Deref(poly_).TermCount();
   normal_.Start(m_, isa);
+  const double* monomials = monomials_.data();
+  const double* work = work_.Data();
+  const auto block = static_cast<std::size_t>(NormalEquations::kBlock);
+  // The kernel asks for each sample's data one block ahead, so that it loads
+  // while the block before is summed.
+  const double* end = monomials + static_cast<std::size_t>(samples_) * terms;
   for (Int32 first = 0; first < samples_; first += NormalEquations::kBlock) {
     const Int32 count = std::min<Int32>(NormalEquations::kBlock, samples_ - first);
-    kernels::JacobianColumns(isa, monomials_.data() + static_cast<std::size_t>(first) * terms,
-                             terms, work_.Data() + 4 * static_cast<std::size_t>(first), count,
-                             !RadiusHeld(), normal_.Column(0), normal_.ColumnStride());
+    kernels::JacobianColumns(isa, monomials, terms, work, count, !RadiusHeld(), normal_.Column(0),
+                             normal_.ColumnStride(), end);
+    monomials += block * static_cast<std::size_t>(terms);
+    work += 4 * block;
     normal_.Add(count, f.Data() + first);
   }
   if (fp::FaultPending()) {

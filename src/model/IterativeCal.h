@@ -107,8 +107,8 @@ class IterativeCal : public LMModel {
   // The residuals into residuals_ by the kernel; false when it cannot run or
   // saw a fault.
   bool ResidualsFast();
-  // Builds the table of monomials at the first evaluation; false when its
-  // products overflow (the plain loops then run and raise).
+  // Builds the kernels' tables at the first evaluation; false when the
+  // monomials overflow (the plain loops then run and raise).
   bool MonomialTable();
 
   std::unique_ptr<Levenberg_Marquardt> lm_;
@@ -119,10 +119,12 @@ class IterativeCal : public LMModel {
   Array1<double> powers_;     // monomial values of one sample (1 To n)
   Array1<double> residuals_;  // filled by Getfi, then exchanged with the optimiser's
   // The kernels' tables: the monomials of every sample (TermCount() per
-  // sample) and the coefficients (X, Y, Z, 0 per term).
+  // sample), the readings and positions as one array per field (P, Q, R,
+  // X, Y, Z, samples_ each) and the coefficients (X, Y, Z, 0 per term).
   enum class Table { kNotBuilt, kBuilt, kOverflows };
   Table table_ = Table::kNotBuilt;
   simd::AlignedVector<double> monomials_;
+  simd::AlignedVector<double> columns_;
   simd::AlignedVector<double> coefficients_;
   NormalEquations normal_;
   Int16 samples_ = 0;

@@ -15,20 +15,87 @@ using simd::Load;
 using simd::Store;
 using simd::V4;
 
-// Samples evaluated side by side: their sums are independent chains, so the
-// processor overlaps their additions.
-constexpr int kInterleave = 4;
+// The kernels are built for the term counts of orders 1 to 3 (4, 10 and 20
+// terms), so that their loops over the terms unroll, and for a count read at
+// run time (kTerms = 0).
+template <int kTerms>
+constexpr std::size_t Terms(int terms) {
+  return kTerms > 0 ? static_cast<std::size_t>(kTerms) : static_cast<std::size_t>(terms);
+}
 
-// One sample's deflection from its accumulated X, Y, Z lanes to the work
-// values and the residual.
-[[gnu::always_inline]] inline void Finish(const V4& d, const ResidualInputs& in, int k,
-                                          double* work, double* f) {
-  const double* p = in.positions + static_cast<std::size_t>(k) * in.stride;
-  const double w1 = d[0] + p[0] - in.centre[0];
-  const double w2 = d[1] + p[1] - in.centre[1];
-  const double w3 = d[2] + p[2] - in.centre[2];
+// The residuals of the samples in the lanes of V (one sample per lane, all
+// loaded from k on), their sums formed as Polynome3Variables::Value forms
+// them: m runs through the monomials by products in term order, each axis
+// adds m times its coefficient, then w = (d + position) - centre, w4 and the
+// residual.
+template <class V, int kOrder>
+[[gnu::always_inline]] inline void ResidualLanes(const ResidualInputs& in, std::size_t k,
+                                                 double* work, double* f) {
+  const int n = kOrder > 0 ? kOrder : in.order;
+  const V P = Load<V>(in.p + k), Q = Load<V>(in.q + k), R = Load<V>(in.r + k);
+  V x = {}, y = {}, z = {};
+  V m = V{} + 1.0;
+  const double* c = in.coefficients;
+#pragma GCC unroll 4
+  for (int i = 0; i <= n; ++i) {
+    const V mP = m;
+#pragma GCC unroll 4
+    for (int j = 0; j <= n - i; ++j) {
+      const V mPQ = m;
+#pragma GCC unroll 4
+      for (int t = 0; t <= n - i - j; ++t, c += 4) {
+        x = x + m * c[0];
+        y = y + m * c[1];
+        z = z + m * c[2];
+        m = m * R;
+      }
+      m = mPQ * Q;
+    }
+    m = mP * P;
+  }
+  const V w1 = x + Load<V>(in.x + k) - in.centre[0];
+  const V w2 = y + Load<V>(in.y + k) - in.centre[1];
+  const V w3 = z + Load<V>(in.z + k) - in.centre[2];
+  V w4;
+  const V sum = w1 * w1 + w2 * w2 + w3 * w3;
+  for (int l = 0; l < kLanes<V>; ++l) w4[l] = std::sqrt(sum[l]);
+  Store(f + k, w4 - in.radius);
+  for (int l = 0; l < kLanes<V>; ++l) {
+    double* w = work + 4 * (k + static_cast<std::size_t>(l));
+    w[0] = w1[l];
+    w[1] = w2[l];
+    w[2] = w3[l];
+    w[3] = w4[l];
+  }
+}
+
+// The same for one sample, in scalars (the samples after the last whole
+// vector).
+template <int kOrder>
+[[gnu::always_inline]] inline void ResidualOne(const ResidualInputs& in, std::size_t k,
+                                               double* work, double* f) {
+  const int n = kOrder > 0 ? kOrder : in.order;
+  double x = 0.0, y = 0.0, z = 0.0, m = 1.0;
+  const double* c = in.coefficients;
+  for (int i = 0; i <= n; ++i) {
+    const double mP = m;
+    for (int j = 0; j <= n - i; ++j) {
+      const double mPQ = m;
+      for (int t = 0; t <= n - i - j; ++t, c += 4) {
+        x += m * c[0];
+        y += m * c[1];
+        z += m * c[2];
+        m *= in.r[k];
+      }
+      m = mPQ * in.q[k];
+    }
+    m = mP * in.p[k];
+  }
+  const double w1 = x + in.x[k] - in.centre[0];
+  const double w2 = y + in.y[k] - in.centre[1];
+  const double w3 = z + in.z[k] - in.centre[2];
   const double w4 = std::sqrt(w1 * w1 + w2 * w2 + w3 * w3);
-  double* w = work + 4 * static_cast<std::size_t>(k);
+  double* w = work + 4 * k;
   w[0] = w1;
   w[1] = w2;
   w[2] = w3;
@@ -36,33 +103,14 @@ constexpr int kInterleave = 4;
   f[k] = w4 - in.radius;
 }
 
-// The X, Y and Z sums of a sample run in the lanes of one vector (the fourth
-// lane multiplies zeros): lane a adds monomial t times coefficient (a, t) for
-// t = 0, 1, ... as the plain loop's x += m * c does.
+template <class V, int kOrder>
 [[gnu::always_inline]] inline void ResidualsBody(const ResidualInputs& in, double* work,
                                                  double* f) {
-  const auto terms = static_cast<std::size_t>(in.terms);
-  int k = 0;
-  for (; k + kInterleave <= in.count; k += kInterleave) {
-    const double* m = in.monomials + static_cast<std::size_t>(k) * terms;
-    V4 d[kInterleave] = {};
-    const double* c = in.coefficients;
-    for (std::size_t t = 0; t < terms; ++t, c += 4) {
-      const V4 coefficient = Load<V4>(c);
-#pragma GCC unroll 4
-      for (int s = 0; s < kInterleave; ++s)
-        d[s] = d[s] + coefficient * m[t + terms * static_cast<std::size_t>(s)];
-    }
-#pragma GCC unroll 4
-    for (int s = 0; s < kInterleave; ++s) Finish(d[s], in, k + s, work, f);
-  }
-  for (; k < in.count; ++k) {
-    const double* m = in.monomials + static_cast<std::size_t>(k) * terms;
-    V4 d = {};
-    const double* c = in.coefficients;
-    for (std::size_t t = 0; t < terms; ++t, c += 4) d = d + Load<V4>(c) * m[t];
-    Finish(d, in, k, work, f);
-  }
+  constexpr auto L = static_cast<std::size_t>(kLanes<V>);
+  const auto count = static_cast<std::size_t>(in.count);
+  std::size_t k = 0;
+  for (; k + L <= count; k += L) ResidualLanes<V, kOrder>(in, k, work, f);
+  for (; k < count; ++k) ResidualOne<kOrder>(in, k, work, f);
 }
 
 // out[t] = s * m[t] for t = 0..count-1: whole vectors, the last one moved
@@ -75,19 +123,25 @@ template <class V>
     for (std::size_t t = 0; t < count; ++t) out[t] = s * m[t];
     return;
   }
+#pragma GCC unroll 5
   for (std::size_t t = 0; t + L <= count; t += L) Store(out + t, Load<V>(m + t) * s);
   if (count % L != 0) Store(out + count - L, Load<V>(m + count - L) * s);
 }
 
-template <class V>
+template <class V, int kTerms>
 [[gnu::always_inline]] inline void JacobianBody(const double* monomials, int terms,
                                                 const double* work, int count, bool radius_fitted,
-                                                double* columns, std::size_t ld) {
-  const auto n = static_cast<std::size_t>(terms);
+                                                double* columns, std::size_t ld,
+                                                const double* end) {
+  const std::size_t n = Terms<kTerms>(terms);
   const std::size_t first = radius_fitted ? 4 : 3;  // row of the X coefficient of term 2
+  const std::size_t ahead = static_cast<std::size_t>(count) * n;
   for (int k = 0; k < count; ++k) {
     const double* w = work + 4 * static_cast<std::size_t>(k);
     const double* m = monomials + static_cast<std::size_t>(k) * n + 1;  // from term 2
+    for (std::size_t byte = 0; byte < n * sizeof(double); byte += 64)
+      if (m + ahead + byte / sizeof(double) < end)
+        __builtin_prefetch(m + ahead + byte / sizeof(double));
     double* column = columns + static_cast<std::size_t>(k) * ld;
     // j_a = -w_a / w4 in lanes 0..2 (lane 3 is -w4 / w4, not used); rows 0
     // to 3 are written at once, row 3 then set or overwritten.
@@ -101,16 +155,73 @@ template <class V>
   }
 }
 
+// Runs call(kTerms) for the term count at hand.
+#define TAVRIC_FOR_TERMS(terms, call) \
+  switch (terms) {                    \
+    case 4:                           \
+      call(4);                        \
+      break;                          \
+    case 10:                          \
+      call(10);                       \
+      break;                          \
+    case 20:                          \
+      call(20);                       \
+      break;                          \
+    default:                          \
+      call(0);                        \
+      break;                          \
+  }
+
+// Runs call(kOrder) for the order at hand.
+#define TAVRIC_FOR_ORDER(order, call) \
+  switch (order) {                    \
+    case 1:                           \
+      call(1);                        \
+      break;                          \
+    case 2:                           \
+      call(2);                        \
+      break;                          \
+    case 3:                           \
+      call(3);                        \
+      break;                          \
+    default:                          \
+      call(0);                        \
+      break;                          \
+  }
+
+void ResidualsBaseline(const ResidualInputs& in, double* work, double* f) {
+#define TAVRIC_CALL(O) ResidualsBody<simd::V2, O>(in, work, f)
+  TAVRIC_FOR_ORDER(in.order, TAVRIC_CALL);
+#undef TAVRIC_CALL
+}
+
+void JacobianBaseline(const double* monomials, int terms, const double* work, int count,
+                      bool radius_fitted, double* columns, std::size_t ld, const double* end) {
+#define TAVRIC_CALL(T) \
+  JacobianBody<simd::V2, T>(monomials, terms, work, count, radius_fitted, columns, ld, end)
+  TAVRIC_FOR_TERMS(terms, TAVRIC_CALL);
+#undef TAVRIC_CALL
+}
+
 #ifdef TAVRIC_SIMD_AVX2
 TAVRIC_TARGET_AVX2 void ResidualsAvx2(const ResidualInputs& in, double* work, double* f) {
-  ResidualsBody(in, work, f);
+#define TAVRIC_CALL(O) ResidualsBody<simd::V4, O>(in, work, f)
+  TAVRIC_FOR_ORDER(in.order, TAVRIC_CALL);
+#undef TAVRIC_CALL
 }
+
 TAVRIC_TARGET_AVX2 void JacobianAvx2(const double* monomials, int terms, const double* work,
-                                     int count, bool radius_fitted, double* columns,
-                                     std::size_t ld) {
-  JacobianBody<simd::V4>(monomials, terms, work, count, radius_fitted, columns, ld);
+                                     int count, bool radius_fitted, double* columns, std::size_t ld,
+                                     const double* end) {
+#define TAVRIC_CALL(T) \
+  JacobianBody<simd::V4, T>(monomials, terms, work, count, radius_fitted, columns, ld, end)
+  TAVRIC_FOR_TERMS(terms, TAVRIC_CALL);
+#undef TAVRIC_CALL
 }
 #endif
+
+#undef TAVRIC_FOR_TERMS
+#undef TAVRIC_FOR_ORDER
 
 }  // namespace
 
@@ -119,17 +230,18 @@ void Residuals(simd::Isa isa, const ResidualInputs& in, double* work, double* f)
   if (isa == simd::Isa::kAvx2) return ResidualsAvx2(in, work, f);
 #endif
   (void)isa;
-  ResidualsBody(in, work, f);
+  ResidualsBaseline(in, work, f);
 }
 
 void JacobianColumns(simd::Isa isa, const double* monomials, int terms, const double* work,
-                     int count, bool radius_fitted, double* columns, std::size_t ld) {
+                     int count, bool radius_fitted, double* columns, std::size_t ld,
+                     const double* end) {
 #ifdef TAVRIC_SIMD_AVX2
   if (isa == simd::Isa::kAvx2)
-    return JacobianAvx2(monomials, terms, work, count, radius_fitted, columns, ld);
+    return JacobianAvx2(monomials, terms, work, count, radius_fitted, columns, ld, end);
 #endif
   (void)isa;
-  JacobianBody<simd::V2>(monomials, terms, work, count, radius_fitted, columns, ld);
+  JacobianBaseline(monomials, terms, work, count, radius_fitted, columns, ld, end);
 }
 
 }  // namespace tavric::kernels

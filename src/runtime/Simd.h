@@ -76,6 +76,13 @@ template <class V>
 template <class V>
 inline constexpr int kLanes = static_cast<int>(sizeof(V) / sizeof(double));
 
+// Asks the processor to start loading [p, p + bytes) into the cache, so that
+// a kernel's next block of data arrives while it works on the current one.
+inline void Prefetch(const void* p, std::size_t bytes) noexcept {
+  const char* c = static_cast<const char*>(p);
+  for (std::size_t offset = 0; offset < bytes; offset += 64) __builtin_prefetch(c + offset);
+}
+
 // Storage aligned to a cache line (64 bytes), so that no vector of a kernel
 // straddles two lines.
 template <class T>

@@ -31,8 +31,9 @@ namespace tavric {
 
 class NormalEquations {
  public:
-  // Columns per block: 64 columns of 64 doubles stay in the level-1 cache.
-  static constexpr Int32 kBlock = 64;
+  // Columns per block: 32 columns of up to 64 doubles (16 KB) stay in the
+  // level-1 cache beside the tiles of sums they are added to.
+  static constexpr Int32 kBlock = 32;
 
   // Sizes the sums for n parameters (n >= 0) and zeroes them; the kernels
   // run with `isa`. Memory is kept from one Start to the next.
