@@ -2,6 +2,9 @@
 
 #include <array>
 #include <cstddef>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "runtime/Collections.h"
 #include "runtime/ErrorTrap.h"
@@ -31,27 +34,87 @@ void GrowTo(Array2<double>& data, Int32 count) {
   data.ReDimPreserve(count);
 }
 
+// UCase(field) == marker, without the copy.
+bool IsMarker(std::string_view field, std::string_view marker) {
+  if (field.size() != marker.size()) return false;
+  for (std::size_t i = 0; i < field.size(); ++i) {
+    const char c =
+        field[i] >= 'a' && field[i] <= 'z' ? static_cast<char>(field[i] - 'a' + 'A') : field[i];
+    if (c != marker[i]) return false;
+  }
+  return true;
+}
+
+// The fields of a data line exactly as Split(" ", line) cuts them, as views
+// into the line: trimmed of spaces, cut at every single space, at most 255
+// fields (6 beyond, where Split raises it), field i outside 1..Count()
+// raising 9 as the array's subscript would.
+class LineFields {
+ public:
+  void Cut(std::string_view line) {
+    std::size_t b = 0, e = line.size();
+    while (b < e && line[b] == ' ') ++b;
+    while (e > b && line[e - 1] == ' ') --e;
+    line_ = line.substr(b, e - b);
+    bounds_.clear();
+    Byte k = 0;
+    std::size_t start = 0;
+    for (;;) {
+      const std::size_t hit = line_.find(' ', start);
+      k = CheckedAdd<Byte>(k, 1);
+      const std::size_t end = hit == std::string_view::npos ? line_.size() : hit;
+      bounds_.emplace_back(start, end);
+      if (hit == std::string_view::npos) return;
+      start = hit + 1;
+    }
+  }
+  std::string_view operator()(Int32 i) const {
+    if (i < 1 || i > static_cast<Int32>(bounds_.size())) Raise(err::kSubscriptOutOfRange);
+    const auto& [start, end] = bounds_[static_cast<std::size_t>(i - 1)];
+    return line_.substr(start, end - start);
+  }
+
+ private:
+  std::string_view line_;
+  std::vector<std::pair<std::size_t, std::size_t>> bounds_;
+};
+
+// IsNumber with the file's decimal separator.
+bool IsNumberIn(const LocaleNumbers& numbers, std::string_view text) {
+  try {
+    return numbers.TryParse(text).has_value();
+  } catch (...) {
+    return false;
+  }
+}
+
 }  // namespace
 
+// Both readers take their fields as views into the file's text and convert
+// numbers with the decimal separator read once per file; the results are
+// those of reading each field as a string with InputField, LineInput, Split
+// and CDbl.
 std::string ReadMarkedFile(const std::string& file_name, Array2<double>& data) {
   try {
     TextFile file(file_name, TextFile::Mode::kInput);
+    const LocaleNumbers numbers;
     bool found = false;
     Int32 count = 0;
     while (!file.Eof()) {
-      std::string s1 = file.InputField();
-      if (UCase(s1) == "DATA START") {
+      std::string_view s1 = file.InputFieldView();
+      if (IsMarker(s1, "DATA START")) {
         found = true;
-        for (int k = 0; k < 6; ++k) file.InputField();  // header record, not used
-        s1 = file.InputField();
-        while (UCase(s1) != "DATA END") {
-          std::array<std::string, 6> s;
+        for (int k = 0; k < 6; ++k) file.InputFieldView();  // header record, not used
+        s1 = file.InputFieldView();
+        while (!IsMarker(s1, "DATA END")) {
+          std::array<std::string_view, 6> s;
           s[0] = s1;
-          for (std::size_t r = 1; r < 6; ++r) s[r] = file.InputField();
+          for (std::size_t r = 1; r < 6; ++r) s[r] = file.InputFieldView();
           count = CheckedAdd<Int32>(count, 1);
           GrowTo(data, count);
-          for (Int32 r = 1; r <= 6; ++r) data(r, count) = CDbl(s[static_cast<std::size_t>(r - 1)]);
-          s1 = file.InputField();
+          for (Int32 r = 1; r <= 6; ++r)
+            data(r, count) = numbers.CDbl(s[static_cast<std::size_t>(r - 1)]);
+          s1 = file.InputFieldView();
         }
       }
     }
@@ -66,6 +129,7 @@ std::string ReadGenericFile(const std::string& file_name, Array2<double>& data) 
   std::string result;
   try {
     TextFile file(file_name, TextFile::Mode::kInput);
+    const LocaleNumbers numbers;
     bool found = false;
     Int32 count = 0;
     while (!file.Eof()) {
@@ -79,19 +143,20 @@ std::string ReadGenericFile(const std::string& file_name, Array2<double>& data) 
         found = true;
         KeyedCollection column_of;
         for (Int32 i = 1; i <= header.UBound(); ++i) column_of.Add(header(i), i);
+        // Every key is a header field by now, so its column is known.
+        std::array<Int32, 6> columns{};
+        for (std::size_t r = 0; r < 6; ++r)
+          columns[r] = static_cast<Int32>(column_of.Item(kKeys[r]));
+        LineFields fields;
         for (;;) {
-          line = file.LineInput();
-          const Array1<std::string> fields = Split(" ", line);
+          fields.Cut(file.LineInputView());
           // Only a non-numeric line at the very end stops the data; any other
           // line is taken as data.
-          if (!IsNumber(fields(1)) && file.Eof()) break;
+          if (!IsNumberIn(numbers, fields(1)) && file.Eof()) break;
           count = CheckedAdd<Int32>(count, 1);
           GrowTo(data, count);
-          for (Int32 r = 1; r <= 6; ++r) {
-            const auto column =
-                static_cast<Int32>(column_of.Item(kKeys[static_cast<std::size_t>(r - 1)]));
-            data(r, count) = CDbl(fields(column));
-          }
+          for (Int32 r = 1; r <= 6; ++r)
+            data(r, count) = numbers.CDbl(fields(columns[static_cast<std::size_t>(r - 1)]));
         }
       } else {
         result = "Generic Start Key not found.";

@@ -50,6 +50,8 @@ std::string FormatRecordNumber(double value) {
 namespace {
 
 bool IsBlank(char c) { return c == ' ' || c == '\t'; }
+// The decimal digits (what std::isdigit accepts in every locale).
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
 // Parses the invariant grammar; `text` uses '.' as decimal point.
 std::optional<double> ParseNormalized(std::string_view text) {
@@ -68,17 +70,17 @@ std::optional<double> ParseNormalized(std::string_view text) {
   }
   const std::size_t mantissa_start = i;
   std::size_t digit_count = 0;
-  while (i < t.size() && std::isdigit(static_cast<unsigned char>(t[i]))) ++i, ++digit_count;
+  while (i < t.size() && IsDigit(t[i])) ++i, ++digit_count;
   if (i < t.size() && t[i] == '.') {
     ++i;
-    while (i < t.size() && std::isdigit(static_cast<unsigned char>(t[i]))) ++i, ++digit_count;
+    while (i < t.size() && IsDigit(t[i])) ++i, ++digit_count;
   }
   if (digit_count == 0) return std::nullopt;
   if (i < t.size() && (t[i] == 'e' || t[i] == 'E')) {
     ++i;
     if (i < t.size() && (t[i] == '+' || t[i] == '-')) ++i;
     std::size_t exp_digits = 0;
-    while (i < t.size() && std::isdigit(static_cast<unsigned char>(t[i]))) ++i, ++exp_digits;
+    while (i < t.size() && IsDigit(t[i])) ++i, ++exp_digits;
     if (exp_digits == 0) return std::nullopt;
   }
   if (i != t.size()) return std::nullopt;
@@ -104,9 +106,14 @@ std::optional<double> ParseNormalized(std::string_view text) {
 
 std::optional<double> TryParseInvariant(std::string_view text) { return ParseNormalized(text); }
 
-std::optional<double> TryParseLocale(std::string_view text) {
+namespace {
+
+std::string LocaleDecimalPoint() {
   const char* dp = std::localeconv()->decimal_point;
-  const std::string point = (dp != nullptr && *dp != '\0') ? dp : ".";
+  return (dp != nullptr && *dp != '\0') ? dp : ".";
+}
+
+std::optional<double> ParseWithPoint(std::string_view text, const std::string& point) {
   if (point == ".") return ParseNormalized(text);
   // A period is not a decimal point in this locale.
   if (text.find('.') != std::string_view::npos) return std::nullopt;
@@ -117,11 +124,26 @@ std::optional<double> TryParseLocale(std::string_view text) {
   return ParseNormalized(normalized);
 }
 
-double CDbl(std::string_view text) {
-  const auto v = TryParseLocale(text);
+double RequireNumber(const std::optional<double>& v) {
   if (!v) Raise(err::kTypeMismatch);
   return *v;
 }
+
+}  // namespace
+
+std::optional<double> TryParseLocale(std::string_view text) {
+  return ParseWithPoint(text, LocaleDecimalPoint());
+}
+
+double CDbl(std::string_view text) { return RequireNumber(TryParseLocale(text)); }
+
+LocaleNumbers::LocaleNumbers() : point_(LocaleDecimalPoint()) {}
+
+std::optional<double> LocaleNumbers::TryParse(std::string_view text) const {
+  return ParseWithPoint(text, point_);
+}
+
+double LocaleNumbers::CDbl(std::string_view text) const { return RequireNumber(TryParse(text)); }
 
 std::string FormatFixed(double value, int decimals) {
   if (std::isnan(value)) return "NaN";

@@ -30,6 +30,19 @@ std::optional<double> TryParseLocale(std::string_view text);
 // a number.
 double CDbl(std::string_view text);
 
+// TryParseLocale and CDbl with the decimal separator of the locale as it was
+// when the object was made: for the many numbers of one file, without
+// asking the locale for every one.
+class LocaleNumbers {
+ public:
+  LocaleNumbers();
+  std::optional<double> TryParse(std::string_view text) const;
+  double CDbl(std::string_view text) const;
+
+ private:
+  std::string point_;
+};
+
 // Fixed-point patterns "#0.00", "#0.0000", "#0.00000": at least one integer
 // digit, exactly `decimals` decimals, rounded half away from zero on the
 // exact value of the double. A result that rounds to zero has no sign.

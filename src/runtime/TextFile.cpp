@@ -1,6 +1,8 @@
 #include "runtime/TextFile.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
 
@@ -83,10 +85,20 @@ void TextFile::Open(const std::string& path, Mode mode) {
     errno = 0;
     std::FILE* f = OpenStream(path, true);
     if (f == nullptr) RaiseOpenError(path, errno, true);
+    // Read whole, into a buffer of the file's size when it is known (it
+    // still grows if the file does).
     std::string content;
-    char chunk[65536];
-    std::size_t n;
-    while ((n = std::fread(chunk, 1, sizeof chunk, f)) > 0) content.append(chunk, n);
+    std::error_code size_error;
+    const auto size = fs::file_size(NativePath(path), size_error);
+    if (!size_error) content.resize(static_cast<std::size_t>(size));
+    std::size_t used = 0;
+    for (;;) {
+      if (used == content.size()) content.resize(std::max<std::size_t>(2 * used, 65536));
+      const std::size_t n = std::fread(content.data() + used, 1, content.size() - used, f);
+      used += n;
+      if (n == 0) break;
+    }
+    content.resize(used);
     const bool failed = std::ferror(f) != 0;
     std::fclose(f);
     if (failed) Raise(err::kDeviceIO);
@@ -122,6 +134,17 @@ void TextFile::RequireMode(Mode mode) const {
   // Reading a file opened for output (or the reverse) is a bad file mode;
   // an unopened file is a bad file name or number.
   if (!open_ || mode_ != mode) Raise(err::kPathFileAccess);
+}
+
+// The position of the first CR or LF from `from` on (the end when none).
+std::size_t TextFile::LineEndFrom(std::size_t from) const {
+  const char* begin = content_.data() + from;
+  const std::size_t rest = content_.size() - from;
+  const void* lf = std::memchr(begin, '\n', rest);
+  const std::size_t to_lf =
+      lf ? static_cast<std::size_t>(static_cast<const char*>(lf) - begin) : rest;
+  const void* cr = std::memchr(begin, '\r', to_lf);
+  return from + (cr ? static_cast<std::size_t>(static_cast<const char*>(cr) - begin) : to_lf);
 }
 
 bool TextFile::AtLineEnd() const { return pos_ < content_.size() && IsLineEnd(content_[pos_]); }
@@ -161,7 +184,9 @@ void TextFile::ConsumeDelimiter() {
   }
 }
 
-std::string TextFile::InputField() {
+std::string TextFile::InputField() { return std::string(InputFieldView()); }
+
+std::string_view TextFile::InputFieldView() {
   RequireMode(Mode::kInput);
   if (at_record_start_) {
     SkipBlankLines();
@@ -169,19 +194,20 @@ std::string TextFile::InputField() {
     SkipBlanks();
   }
   if (pos_ >= content_.size()) Raise(err::kInputPastEnd);
-  std::string field;
-  if (content_[pos_] == '"') {
-    const std::size_t close = content_.find('"', pos_ + 1);
-    const std::size_t end = close == std::string::npos ? content_.size() : close;
-    field = content_.substr(pos_ + 1, end - pos_ - 1);
-    pos_ = close == std::string::npos ? content_.size() : close + 1;
-    while (pos_ < content_.size() && content_[pos_] != ',' && !IsLineEnd(content_[pos_])) ++pos_;
+  const std::string_view content(content_);
+  std::string_view field;
+  if (content[pos_] == '"') {
+    const std::size_t close = content.find('"', pos_ + 1);
+    const std::size_t end = close == std::string::npos ? content.size() : close;
+    field = content.substr(pos_ + 1, end - pos_ - 1);
+    pos_ = close == std::string::npos ? content.size() : close + 1;
+    while (pos_ < content.size() && content[pos_] != ',' && !IsLineEnd(content[pos_])) ++pos_;
   } else {
     const std::size_t start = pos_;
-    while (pos_ < content_.size() && content_[pos_] != ',' && !IsLineEnd(content_[pos_])) ++pos_;
+    while (pos_ < content.size() && content[pos_] != ',' && !IsLineEnd(content[pos_])) ++pos_;
     std::size_t end = pos_;
-    while (end > start && IsBlank(content_[end - 1])) --end;
-    field = content_.substr(start, end - start);
+    while (end > start && IsBlank(content[end - 1])) --end;
+    field = content.substr(start, end - start);
   }
   ConsumeDelimiter();
   return field;
@@ -202,12 +228,14 @@ double TextFile::InputNumber() {
   return *value;
 }
 
-std::string TextFile::LineInput() {
+std::string TextFile::LineInput() { return std::string(LineInputView()); }
+
+std::string_view TextFile::LineInputView() {
   RequireMode(Mode::kInput);
   if (pos_ >= content_.size()) Raise(err::kInputPastEnd);
   const std::size_t start = pos_;
-  while (pos_ < content_.size() && !IsLineEnd(content_[pos_])) ++pos_;
-  std::string line = content_.substr(start, pos_ - start);
+  pos_ = LineEndFrom(start);
+  const std::string_view line = std::string_view(content_).substr(start, pos_ - start);
   SkipLineEnd();
   at_record_start_ = true;
   return line;

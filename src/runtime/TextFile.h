@@ -32,6 +32,7 @@
 #include <cstdio>
 #include <initializer_list>
 #include <string>
+#include <string_view>
 #include <variant>
 
 namespace tavric {
@@ -59,6 +60,10 @@ class TextFile {
   double InputNumber();
   std::string LineInput();
   bool Eof() const;
+  // InputField and LineInput without a copy: the text stays in the file's
+  // buffer and the view is valid until the file is closed or reopened.
+  std::string_view InputFieldView();
+  std::string_view LineInputView();
 
   // Writing (output mode).
   void WriteRecord(std::initializer_list<Item> items);
@@ -70,6 +75,7 @@ class TextFile {
  private:
   void RequireMode(Mode mode) const;
   bool AtLineEnd() const;
+  std::size_t LineEndFrom(std::size_t from) const;
   void SkipLineEnd();
   void SkipBlanks();
   void SkipBlankLines();

@@ -85,6 +85,17 @@ TEST_F(DecimalCommaLocale, LocaleParsingReadsADecimalComma) {
   EXPECT_FALSE(TryParseLocale("1.5").has_value());
 }
 
+TEST_F(DecimalCommaLocale, LocaleNumbersKeepTheSeparatorTheyWereMadeWith) {
+  const LocaleNumbers comma;
+  EXPECT_EQ(comma.CDbl("1,5"), 1.5);
+  EXPECT_FALSE(comma.TryParse("1.5"));
+  std::setlocale(LC_NUMERIC, "C");
+  EXPECT_EQ(comma.CDbl("-2,25E1"), -22.5);
+  EXPECT_RUNTIME_ERROR(comma.CDbl("2.5"), err::kTypeMismatch);
+  const LocaleNumbers point;
+  EXPECT_EQ(point.CDbl("2.5"), 2.5);
+}
+
 TEST_F(DecimalCommaLocale, InvariantParsingAndWritingIgnoreTheLocale) {
   EXPECT_EQ(TryParseInvariant("1.5"), 1.5);
   EXPECT_EQ(FormatRecordNumber(1.5), "1.5");

@@ -128,6 +128,33 @@ TEST(TextFile, LineInputReadsWholeLinesAndFailsPastTheEnd) {
   EXPECT_RUNTIME_ERROR(f.LineInput(), 62);
 }
 
+TEST(TextFile, ViewsReadTheSameFieldsAndLinesAsCopies) {
+  TempDir dir;
+  const std::string path = dir.File("mixed.txt");
+  WriteFileBytes(path, " a , \"b, c\" x,\r\n\n 1.5E3 ,last line\rtail\n");
+  TextFile copies(path, TextFile::Mode::kInput);
+  TextFile views(path, TextFile::Mode::kInput);
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(views.InputFieldView(), copies.InputField()) << i;
+  EXPECT_EQ(views.LineInputView(), copies.LineInput());
+  EXPECT_EQ(views.LineInputView(), copies.LineInput());
+  EXPECT_TRUE(views.Eof());
+  EXPECT_RUNTIME_ERROR(views.LineInputView(), 62);
+  EXPECT_RUNTIME_ERROR(views.InputFieldView(), 62);
+}
+
+TEST(TextFile, AFileThatReportsNoSizeIsStillReadWhole) {
+  // Files of /proc report a size of 0 and hold text.
+  if (!std::filesystem::exists("/proc/self/status")) GTEST_SKIP() << "no /proc/self/status";
+  TextFile f("/proc/self/status", TextFile::Mode::kInput);
+  EXPECT_EQ(f.LineInput().substr(0, 5), "Name:");
+  int lines = 1;
+  while (!f.Eof()) {
+    f.LineInput();
+    ++lines;
+  }
+  EXPECT_GT(lines, 10);
+}
+
 TEST(TextFile, AnEmptyFileIsAtItsEnd) {
   TempDir dir;
   const std::string path = dir.File("empty.txt");
