@@ -181,6 +181,13 @@ void Calibration::deflections(std::span<const Vec3> readings, std::span<Vec3> ou
     // offsets), with a polynomial whose constant term was 0.
     const Vec3 constant = {-state_->offsets[0], -state_->offsets[1], -state_->offsets[2]};
     const Polynome3Variables& poly = *state_->deflection_polynomial;
+    // Many readings at once, unless one of them faults: then one by one,
+    // which raises the fault at its reading.
+    static_assert(sizeof(Vec3) == 3 * sizeof(double));
+    if (readings.empty()) return;
+    if (poly.ValuesAt(readings.data()->data(), readings.size(), constant.data(),
+                      out.data()->data()))
+      return;
     for (std::size_t i = 0; i < readings.size(); ++i) {
       const Vec3& r = readings[i];
       poly.Value(fp::RequireFinite(r[0]) + constant[0], fp::RequireFinite(r[1]) + constant[1],

@@ -1,5 +1,8 @@
 #include "polynomial/Polynome3Variables.h"
 
+#include <cmath>
+
+#include "polynomial/PolynomialKernels.h"
 #include "runtime/CheckedMath.h"
 
 namespace tavric {
@@ -118,6 +121,20 @@ void Polynome3Variables::Monomials(double P, double Q, double R, double* out) co
     }
     m = mP * P;
   }
+}
+
+bool Polynome3Variables::ValuesAt(const double* readings, std::size_t count, const double shift[3],
+                                  double* out) const {
+  const Int32 terms = TermsOfOrder(order_);
+  if (fp::FaultPending() || !coeff_.Allocated() || coeff_.LBound(1) != 1 || coeff_.UBound(1) != 3 ||
+      coeff_.LBound(2) != 1 || coeff_.UBound(2) < terms)
+    return false;
+  for (std::size_t i = 0; i < 3 * count; ++i)
+    if (!std::isfinite(readings[i])) return false;
+  kernels::PolynomialValues(simd::Active(), order_, coeff_.Data(), readings, shift, count, out);
+  if (!fp::FaultPending()) return true;
+  fp::ClearFaults();
+  return false;
 }
 
 Array1<double> Polynome3Variables::Power(double P, double Q, double R) const {

@@ -50,6 +50,14 @@ class Polynome3Variables {
   // The same values into out[0..N-1] with no check at all: a fault is left
   // in the floating-point flags (see runtime/CheckedMath.h).
   void Monomials(double P, double Q, double R, double* out) const noexcept;
+  // Value at many readings: out[3 i .. 3 i + 2] = X, Y, Z at (readings[3 i]
+  // + shift[0], readings[3 i + 1] + shift[1], readings[3 i + 2] + shift[2]),
+  // the same bits as Value, several readings at once in vector lanes.
+  // Returns false when a reading is not finite or a value faults (the flags
+  // are then left as they were); the caller then runs Value reading by
+  // reading, which raises what it raises.
+  bool ValuesAt(const double* readings, std::size_t count, const double shift[3],
+                double* out) const;
 
   // Adds another polynomial's coefficients; "Orders mismatch" when the orders
   // differ (nothing changes), else "OK".

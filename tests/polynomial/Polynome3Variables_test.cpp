@@ -3,12 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <bit>
 #include <cmath>
 #include <limits>
 #include <random>
 #include <vector>
 
 #include "TestSupport.h"
+#include "runtime/CheckedMath.h"
 
 namespace tavric {
 namespace {
@@ -505,6 +507,56 @@ TEST(Polynome3Variables, PolyScaleOverflowRaises) {
   poly.theCoeff_i(4, Triple(1e200, 0.0, 0.0));
   EXPECT_RUNTIME_ERROR(poly.PolyScale(1e-200), err::kOverflow);
 }
+
+// --- Value at many readings --------------------------------------------------
+
+using PolynomialKernels = testing::PerInstructionSet;
+
+TEST_P(PolynomialKernels, ValuesAtGivesValueBitForBit) {
+  std::mt19937_64 rng(5);
+  std::uniform_real_distribution<double> u(-1.0, 1.0);
+  for (Byte order = 0; order <= 4; ++order) {
+    Polynome3Variables poly;
+    Byte n = order;
+    poly.INIT(n);
+    Array2<double> c(1, 3, 1, poly.TermCount());
+    for (Int32 t = 1; t <= poly.TermCount(); ++t)
+      for (Int32 a = 1; a <= 3; ++a) c(a, t) = std::ldexp(u(rng), -4 * (t % 5));
+    poly.Coeff(c);
+    for (std::size_t count = 0; count <= 9; ++count) {
+      std::vector<double> readings(3 * count), out(3 * count);
+      for (double& r : readings) r = 3.0 * u(rng);
+      const double shift[3] = {0.25, -1.5, 0.0};
+      ASSERT_TRUE(poly.ValuesAt(readings.data(), count, shift, out.data()));
+      for (std::size_t i = 0; i < count; ++i) {
+        double x, y, z;
+        poly.Value(readings[3 * i] + shift[0], readings[3 * i + 1] + shift[1],
+                   readings[3 * i + 2] + shift[2], x, y, z);
+        EXPECT_EQ(std::bit_cast<std::uint64_t>(out[3 * i]), std::bit_cast<std::uint64_t>(x));
+        EXPECT_EQ(std::bit_cast<std::uint64_t>(out[3 * i + 1]), std::bit_cast<std::uint64_t>(y));
+        EXPECT_EQ(std::bit_cast<std::uint64_t>(out[3 * i + 2]), std::bit_cast<std::uint64_t>(z));
+      }
+    }
+  }
+}
+
+TEST_P(PolynomialKernels, ValuesAtDeclinesNonFiniteReadingsAndFaultsLeavingNoFlag) {
+  Polynome3Variables poly;
+  Byte n = 3;
+  poly.INIT(n);
+  Array2<double> c(1, 3, 1, 20);
+  for (Int32 t = 1; t <= 20; ++t) c(1, t) = 1.0;
+  poly.Coeff(c);
+  const double shift[3] = {0.0, 0.0, 0.0};
+  std::vector<double> out(15);
+  const std::vector<double> nan = {1, 2, 3, 4, 5, 6, std::nan(""), 8, 9, 1, 1, 1, 1, 1, 1};
+  EXPECT_FALSE(poly.ValuesAt(nan.data(), 5, shift, out.data()));
+  const std::vector<double> huge = {1, 2, 3, 4, 5, 1e200, 7, 8, 9, 1, 1, 1, 1, 1, 1};
+  EXPECT_FALSE(poly.ValuesAt(huge.data(), 5, shift, out.data()));
+  EXPECT_FALSE(fp::FaultPending());
+}
+
+TAVRIC_FOR_EACH_INSTRUCTION_SET(PolynomialKernels);
 
 }  // namespace
 }  // namespace tavric

@@ -1,0 +1,122 @@
+#include "polynomial/PolynomialKernels.h"
+
+#include <algorithm>
+
+// The vectors of these kernels never cross a call that is not inlined (see
+// runtime/Simd.h).
+#pragma GCC diagnostic ignored "-Wpsabi"
+
+namespace tavric::kernels {
+namespace {
+
+using simd::kLanes;
+
+// The readings from `i` on, one per lane. Value's loops: m runs through the
+// monomials by running products (times R within the innermost loop, then
+// restarting from its value before it times Q, then times P) and each
+// output adds m times its coefficient.
+template <class V, int kOrder>
+[[gnu::always_inline]] inline void ValuesLanes(int order, const double* coefficients,
+                                               const double* readings, const double* shift,
+                                               double* out) {
+  constexpr int L = kLanes<V>;
+  const int n = kOrder > 0 ? kOrder : order;
+  V P, Q, R;
+  for (int l = 0; l < L; ++l) {
+    P[l] = readings[3 * l] + shift[0];
+    Q[l] = readings[3 * l + 1] + shift[1];
+    R[l] = readings[3 * l + 2] + shift[2];
+  }
+  V x = {}, y = {}, z = {};
+  V m = V{} + 1.0;
+  const double* c = coefficients;
+#pragma GCC unroll 4
+  for (int i = 0; i <= n; ++i) {
+    const V mP = m;
+#pragma GCC unroll 4
+    for (int j = 0; j <= n - i; ++j) {
+      const V mPQ = m;
+#pragma GCC unroll 4
+      for (int k = 0; k <= n - i - j; ++k, c += 3) {
+        x = x + m * c[0];
+        y = y + m * c[1];
+        z = z + m * c[2];
+        m = m * R;
+      }
+      m = mPQ * Q;
+    }
+    m = mP * P;
+  }
+  for (int l = 0; l < L; ++l) {
+    out[3 * l] = x[l];
+    out[3 * l + 1] = y[l];
+    out[3 * l + 2] = z[l];
+  }
+}
+
+template <class V, int kOrder>
+[[gnu::always_inline]] inline void ValuesBody(int order, const double* coefficients,
+                                              const double* readings, const double* shift,
+                                              std::size_t count, double* out) {
+  constexpr auto L = static_cast<std::size_t>(kLanes<V>);
+  std::size_t i = 0;
+  for (; i + L <= count; i += L)
+    ValuesLanes<V, kOrder>(order, coefficients, readings + 3 * i, shift, out + 3 * i);
+  if (i < count) {
+    // The last readings, padded with copies of the last one.
+    double rest[3 * L], values[3 * L];
+    for (std::size_t l = 0; l < L; ++l)
+      for (std::size_t a = 0; a < 3; ++a)
+        rest[3 * l + a] = readings[3 * std::min(i + l, count - 1) + a];
+    ValuesLanes<V, kOrder>(order, coefficients, rest, shift, values);
+    for (std::size_t l = 0; i + l < count; ++l)
+      for (std::size_t a = 0; a < 3; ++a) out[3 * (i + l) + a] = values[3 * l + a];
+  }
+}
+
+#define TAVRIC_FOR_ORDER(order, call) \
+  switch (order) {                    \
+    case 1:                           \
+      call(1);                        \
+      break;                          \
+    case 2:                           \
+      call(2);                        \
+      break;                          \
+    case 3:                           \
+      call(3);                        \
+      break;                          \
+    default:                          \
+      call(0);                        \
+      break;                          \
+  }
+
+void ValuesBaseline(int order, const double* coefficients, const double* readings,
+                    const double* shift, std::size_t count, double* out) {
+#define TAVRIC_CALL(O) ValuesBody<simd::V2, O>(order, coefficients, readings, shift, count, out)
+  TAVRIC_FOR_ORDER(order, TAVRIC_CALL);
+#undef TAVRIC_CALL
+}
+
+#ifdef TAVRIC_SIMD_AVX2
+TAVRIC_TARGET_AVX2 void ValuesAvx2(int order, const double* coefficients, const double* readings,
+                                   const double* shift, std::size_t count, double* out) {
+#define TAVRIC_CALL(O) ValuesBody<simd::V4, O>(order, coefficients, readings, shift, count, out)
+  TAVRIC_FOR_ORDER(order, TAVRIC_CALL);
+#undef TAVRIC_CALL
+}
+#endif
+
+#undef TAVRIC_FOR_ORDER
+
+}  // namespace
+
+void PolynomialValues(simd::Isa isa, int order, const double* coefficients, const double* readings,
+                      const double shift[3], std::size_t count, double* out) {
+#ifdef TAVRIC_SIMD_AVX2
+  if (isa == simd::Isa::kAvx2) return ValuesAvx2(order, coefficients, readings, shift, count, out);
+#endif
+  (void)isa;
+  ValuesBaseline(order, coefficients, readings, shift, count, out);
+}
+
+}  // namespace tavric::kernels
