@@ -16,6 +16,10 @@
 #include "uncertainty/DeflectionCovariance.h"
 #include "uncertainty/WeakDirections.h"
 
+// The vectors of the kernels below never cross a call that is not inlined
+// (see runtime/Simd.h).
+#pragma GCC diagnostic ignored "-Wpsabi"
+
 namespace tavric {
 namespace {
 
@@ -44,6 +48,33 @@ CoefficientLayout Layout(const IterativeCal& model) {
   return layout;
 }
 
+// sums[l] = sum over the terms t of c[t * lanes + l] * m[t + 1], each lane in
+// term order from 0 (lanes: a multiple of 4, at most 16).
+template <class V>
+[[gnu::always_inline]] inline void LaneSums(const double* c, std::size_t terms, std::size_t lanes,
+                                            const double* m, double* sums) {
+  constexpr auto L = static_cast<std::size_t>(simd::kLanes<V>);
+  V acc[16 / L] = {};
+  const std::size_t chunks = lanes / L;
+  for (std::size_t t = 0; t < terms; ++t, c += lanes) {
+    const double mt = m[t + 1];
+    for (std::size_t k = 0; k < chunks; ++k) acc[k] = acc[k] + simd::Load<V>(c + L * k) * mt;
+  }
+  for (std::size_t k = 0; k < chunks; ++k) simd::Store(sums + L * k, acc[k]);
+}
+
+void LaneSumsBaseline(const double* c, std::size_t terms, std::size_t lanes, const double* m,
+                      double* sums) {
+  LaneSums<simd::V2>(c, terms, lanes, m, sums);
+}
+
+#ifdef TAVRIC_SIMD_AVX2
+TAVRIC_TARGET_AVX2 void LaneSumsAvx2(const double* c, std::size_t terms, std::size_t lanes,
+                                     const double* m, double* sums) {
+  LaneSums<simd::V4>(c, terms, lanes, m, sums);
+}
+#endif
+
 // The deflections of several coefficient vectors (sphere parameters first,
 // then the X, Y and Z coefficients of terms 2..N) at one sample's monomials
 // (terms 1..N, index 0 the constant term, which the parameters do not hold).
@@ -54,7 +85,7 @@ class Deflections {
  public:
   Deflections(const std::vector<const Eigen::VectorXd*>& vectors, const CoefficientLayout& layout)
       : count_(vectors.size()), terms_(static_cast<std::size_t>(layout.Terms() - 1)) {
-    lanes_ = (3 * count_ + 1) / 2 * 2;
+    lanes_ = (3 * count_ + 3) / 4 * 4;
     if (lanes_ > kMaxLanes) throw std::length_error("Deflections: too many vectors");
     coefficients_.assign(terms_ * lanes_, 0.0);
     for (std::size_t v = 0; v < count_; ++v)
@@ -66,16 +97,15 @@ class Deflections {
 
   // out[v] = the deflection of vector v at the monomials.
   void At(const double* monomials, Vec3* out) const {
-    simd::V2 sums[kMaxLanes / 2] = {};
-    const std::size_t chunks = lanes_ / 2;
-    const double* c = coefficients_.data();
-    for (std::size_t t = 0; t < terms_; ++t, c += lanes_) {
-      const double m = monomials[t + 1];
-      for (std::size_t k = 0; k < chunks; ++k)
-        sums[k] = sums[k] + simd::Load<simd::V2>(c + 2 * k) * m;
-    }
+    double sums[kMaxLanes];
+#ifdef TAVRIC_SIMD_AVX2
+    if (simd::Active() == simd::Isa::kAvx2)
+      LaneSumsAvx2(coefficients_.data(), terms_, lanes_, monomials, sums);
+    else
+#endif
+      LaneSumsBaseline(coefficients_.data(), terms_, lanes_, monomials, sums);
     for (std::size_t v = 0; v < count_; ++v)
-      for (std::size_t a = 0; a < 3; ++a) out[v][a] = sums[(3 * v + a) / 2][(3 * v + a) % 2];
+      for (std::size_t a = 0; a < 3; ++a) out[v][a] = sums[3 * v + a];
   }
 
  private:
