@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "polynomial/PolynomialKernels.h"
+
 // The vectors of these kernels never cross a call that is not inlined (see
 // runtime/Simd.h); GCC's note on how code without AVX would pass them does
 // not apply.
@@ -15,44 +17,15 @@ using simd::Load;
 using simd::Store;
 using simd::V4;
 
-// The kernels are built for the term counts of orders 1 to 3 (4, 10 and 20
-// terms), so that their loops over the terms unroll, and for a count read at
-// run time (kTerms = 0).
-template <int kTerms>
-constexpr std::size_t Terms(int terms) {
-  return kTerms > 0 ? static_cast<std::size_t>(kTerms) : static_cast<std::size_t>(terms);
-}
-
 // The residuals of the samples in the lanes of V (one sample per lane, all
-// loaded from k on), their sums formed as Polynome3Variables::Value forms
-// them: m runs through the monomials by products in term order, each axis
-// adds m times its coefficient, then w = (d + position) - centre, w4 and the
-// residual.
+// loaded from k on): the deflection as Polynome3Variables::Value forms it,
+// then w = (d + position) - centre, w4 and the residual.
 template <class V, int kOrder>
 [[gnu::always_inline]] inline void ResidualLanes(const ResidualInputs& in, std::size_t k,
                                                  double* work, double* f) {
-  const int n = kOrder > 0 ? kOrder : in.order;
-  const V P = Load<V>(in.p + k), Q = Load<V>(in.q + k), R = Load<V>(in.r + k);
-  V x = {}, y = {}, z = {};
-  V m = V{} + 1.0;
-  const double* c = in.coefficients;
-#pragma GCC unroll 4
-  for (int i = 0; i <= n; ++i) {
-    const V mP = m;
-#pragma GCC unroll 4
-    for (int j = 0; j <= n - i; ++j) {
-      const V mPQ = m;
-#pragma GCC unroll 4
-      for (int t = 0; t <= n - i - j; ++t, c += 4) {
-        x = x + m * c[0];
-        y = y + m * c[1];
-        z = z + m * c[2];
-        m = m * R;
-      }
-      m = mPQ * Q;
-    }
-    m = mP * P;
-  }
+  V x, y, z;
+  ValueSums<V, kOrder>(in.order, in.coefficients, 4, Load<V>(in.p + k), Load<V>(in.q + k),
+                       Load<V>(in.r + k), x, y, z);
   const V w1 = x + Load<V>(in.x + k) - in.centre[0];
   const V w2 = y + Load<V>(in.y + k) - in.centre[1];
   const V w3 = z + Load<V>(in.z + k) - in.centre[2];
@@ -69,40 +42,6 @@ template <class V, int kOrder>
   }
 }
 
-// The same for one sample, in scalars (the samples after the last whole
-// vector).
-template <int kOrder>
-[[gnu::always_inline]] inline void ResidualOne(const ResidualInputs& in, std::size_t k,
-                                               double* work, double* f) {
-  const int n = kOrder > 0 ? kOrder : in.order;
-  double x = 0.0, y = 0.0, z = 0.0, m = 1.0;
-  const double* c = in.coefficients;
-  for (int i = 0; i <= n; ++i) {
-    const double mP = m;
-    for (int j = 0; j <= n - i; ++j) {
-      const double mPQ = m;
-      for (int t = 0; t <= n - i - j; ++t, c += 4) {
-        x += m * c[0];
-        y += m * c[1];
-        z += m * c[2];
-        m *= in.r[k];
-      }
-      m = mPQ * in.q[k];
-    }
-    m = mP * in.p[k];
-  }
-  const double w1 = x + in.x[k] - in.centre[0];
-  const double w2 = y + in.y[k] - in.centre[1];
-  const double w3 = z + in.z[k] - in.centre[2];
-  const double w4 = std::sqrt(w1 * w1 + w2 * w2 + w3 * w3);
-  double* w = work + 4 * k;
-  w[0] = w1;
-  w[1] = w2;
-  w[2] = w3;
-  w[3] = w4;
-  f[k] = w4 - in.radius;
-}
-
 template <class V, int kOrder>
 [[gnu::always_inline]] inline void ResidualsBody(const ResidualInputs& in, double* work,
                                                  double* f) {
@@ -110,7 +49,7 @@ template <class V, int kOrder>
   const auto count = static_cast<std::size_t>(in.count);
   std::size_t k = 0;
   for (; k + L <= count; k += L) ResidualLanes<V, kOrder>(in, k, work, f);
-  for (; k < count; ++k) ResidualOne<kOrder>(in, k, work, f);
+  for (; k < count; ++k) ResidualLanes<simd::V1, kOrder>(in, k, work, f);
 }
 
 // out[t] = s * m[t] for t = 0..count-1: whole vectors, the last one moved
@@ -128,12 +67,14 @@ template <class V>
   if (count % L != 0) Store(out + count - L, Load<V>(m + count - L) * s);
 }
 
-template <class V, int kTerms>
+template <class V, int kOrder>
 [[gnu::always_inline]] inline void JacobianBody(const double* monomials, int terms,
                                                 const double* work, int count, bool radius_fitted,
                                                 double* columns, std::size_t ld,
                                                 const double* end) {
-  const std::size_t n = Terms<kTerms>(terms);
+  const std::size_t n =
+      kOrder > 0 ? static_cast<std::size_t>((kOrder + 1) * (kOrder + 2) * (kOrder + 3) / 6)
+                 : static_cast<std::size_t>(terms);
   const std::size_t first = radius_fitted ? 4 : 3;  // row of the X coefficient of term 2
   const std::size_t ahead = static_cast<std::size_t>(count) * n;
   for (int k = 0; k < count; ++k) {
@@ -155,39 +96,9 @@ template <class V, int kTerms>
   }
 }
 
-// Runs call(kTerms) for the term count at hand.
-#define TAVRIC_FOR_TERMS(terms, call) \
-  switch (terms) {                    \
-    case 4:                           \
-      call(4);                        \
-      break;                          \
-    case 10:                          \
-      call(10);                       \
-      break;                          \
-    case 20:                          \
-      call(20);                       \
-      break;                          \
-    default:                          \
-      call(0);                        \
-      break;                          \
-  }
-
-// Runs call(kOrder) for the order at hand.
-#define TAVRIC_FOR_ORDER(order, call) \
-  switch (order) {                    \
-    case 1:                           \
-      call(1);                        \
-      break;                          \
-    case 2:                           \
-      call(2);                        \
-      break;                          \
-    case 3:                           \
-      call(3);                        \
-      break;                          \
-    default:                          \
-      call(0);                        \
-      break;                          \
-  }
+// The order whose term count is `terms` when it is one of a calibration's
+// (1 to 3), else 0: the Jacobian kernel is built for each.
+int OrderOfTerms(int terms) { return terms == 4 ? 1 : terms == 10 ? 2 : terms == 20 ? 3 : 0; }
 
 void ResidualsBaseline(const ResidualInputs& in, double* work, double* f) {
 #define TAVRIC_CALL(O) ResidualsBody<simd::V2, O>(in, work, f)
@@ -199,7 +110,7 @@ void JacobianBaseline(const double* monomials, int terms, const double* work, in
                       bool radius_fitted, double* columns, std::size_t ld, const double* end) {
 #define TAVRIC_CALL(T) \
   JacobianBody<simd::V2, T>(monomials, terms, work, count, radius_fitted, columns, ld, end)
-  TAVRIC_FOR_TERMS(terms, TAVRIC_CALL);
+  TAVRIC_FOR_ORDER(OrderOfTerms(terms), TAVRIC_CALL);
 #undef TAVRIC_CALL
 }
 
@@ -215,13 +126,10 @@ TAVRIC_TARGET_AVX2 void JacobianAvx2(const double* monomials, int terms, const d
                                      const double* end) {
 #define TAVRIC_CALL(T) \
   JacobianBody<simd::V4, T>(monomials, terms, work, count, radius_fitted, columns, ld, end)
-  TAVRIC_FOR_TERMS(terms, TAVRIC_CALL);
+  TAVRIC_FOR_ORDER(OrderOfTerms(terms), TAVRIC_CALL);
 #undef TAVRIC_CALL
 }
 #endif
-
-#undef TAVRIC_FOR_TERMS
-#undef TAVRIC_FOR_ORDER
 
 }  // namespace
 

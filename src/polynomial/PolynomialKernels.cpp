@@ -11,42 +11,20 @@ namespace {
 
 using simd::kLanes;
 
-// The readings from `i` on, one per lane. Value's loops: m runs through the
-// monomials by running products (times R within the innermost loop, then
-// restarting from its value before it times Q, then times P) and each
-// output adds m times its coefficient.
+// The readings from `i` on, one per lane.
 template <class V, int kOrder>
 [[gnu::always_inline]] inline void ValuesLanes(int order, const double* coefficients,
                                                const double* readings, const double* shift,
                                                double* out) {
   constexpr int L = kLanes<V>;
-  const int n = kOrder > 0 ? kOrder : order;
   V P, Q, R;
   for (int l = 0; l < L; ++l) {
     P[l] = readings[3 * l] + shift[0];
     Q[l] = readings[3 * l + 1] + shift[1];
     R[l] = readings[3 * l + 2] + shift[2];
   }
-  V x = {}, y = {}, z = {};
-  V m = V{} + 1.0;
-  const double* c = coefficients;
-#pragma GCC unroll 4
-  for (int i = 0; i <= n; ++i) {
-    const V mP = m;
-#pragma GCC unroll 4
-    for (int j = 0; j <= n - i; ++j) {
-      const V mPQ = m;
-#pragma GCC unroll 4
-      for (int k = 0; k <= n - i - j; ++k, c += 3) {
-        x = x + m * c[0];
-        y = y + m * c[1];
-        z = z + m * c[2];
-        m = m * R;
-      }
-      m = mPQ * Q;
-    }
-    m = mP * P;
-  }
+  V x, y, z;
+  ValueSums<V, kOrder>(order, coefficients, 3, P, Q, R, x, y, z);
   for (int l = 0; l < L; ++l) {
     out[3 * l] = x[l];
     out[3 * l + 1] = y[l];
@@ -74,22 +52,6 @@ template <class V, int kOrder>
   }
 }
 
-#define TAVRIC_FOR_ORDER(order, call) \
-  switch (order) {                    \
-    case 1:                           \
-      call(1);                        \
-      break;                          \
-    case 2:                           \
-      call(2);                        \
-      break;                          \
-    case 3:                           \
-      call(3);                        \
-      break;                          \
-    default:                          \
-      call(0);                        \
-      break;                          \
-  }
-
 void ValuesBaseline(int order, const double* coefficients, const double* readings,
                     const double* shift, std::size_t count, double* out) {
 #define TAVRIC_CALL(O) ValuesBody<simd::V2, O>(order, coefficients, readings, shift, count, out)
@@ -105,8 +67,6 @@ TAVRIC_TARGET_AVX2 void ValuesAvx2(int order, const double* coefficients, const 
 #undef TAVRIC_CALL
 }
 #endif
-
-#undef TAVRIC_FOR_ORDER
 
 }  // namespace
 

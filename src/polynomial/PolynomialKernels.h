@@ -9,6 +9,40 @@
 
 namespace tavric::kernels {
 
+// Polynome3Variables::Value's sums with one reading per lane of V: m runs
+// through the monomials by running products (times R within the innermost
+// loop, then restarting from its value before it times Q, then times P) and
+// output a adds m times coefficient[stride * t + a] for the terms t in
+// order. kOrder: the order, or 0 to read `order`.
+template <class V, int kOrder>
+[[gnu::always_inline]] inline void ValueSums(int order, const double* coefficients,
+                                             std::size_t stride, const V& P, const V& Q, const V& R,
+                                             V& x, V& y, V& z) {
+  const int n = kOrder > 0 ? kOrder : order;
+  x = V{};
+  y = V{};
+  z = V{};
+  V m = V{} + 1.0;
+  const double* c = coefficients;
+#pragma GCC unroll 4
+  for (int i = 0; i <= n; ++i) {
+    const V mP = m;
+#pragma GCC unroll 4
+    for (int j = 0; j <= n - i; ++j) {
+      const V mPQ = m;
+#pragma GCC unroll 4
+      for (int k = 0; k <= n - i - j; ++k, c += stride) {
+        x = x + m * c[0];
+        y = y + m * c[1];
+        z = z + m * c[2];
+        m = m * R;
+      }
+      m = mPQ * Q;
+    }
+    m = mP * P;
+  }
+}
+
 // out[3 i + a] = output a (X, Y, Z) of the polynomial of `order` with the
 // coefficient table `coefficients` (X, Y, Z of term t at 3 t .. 3 t + 2, terms
 // in the polynomial's order) at the readings (readings[3 i + j] + shift[j])

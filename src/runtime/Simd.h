@@ -49,8 +49,10 @@ bool Force(std::optional<Isa> isa) noexcept;
 // "sse2" or "avx2" on x86 ("baseline" elsewhere).
 const char* Name(Isa isa) noexcept;
 
-// Vectors of 2 and 4 doubles (GCC and Clang vector extensions: +, -, * and
-// / act lane by lane; a scalar operand is broadcast to every lane).
+// Vectors of 1, 2 and 4 doubles (GCC and Clang vector extensions: +, -, *
+// and / act lane by lane; a scalar operand is broadcast to every lane). V1
+// lets a kernel written for lanes run on a single value.
+typedef double V1 __attribute__((vector_size(8)));
 typedef double V2 __attribute__((vector_size(16)));
 typedef double V4 __attribute__((vector_size(32)));
 
@@ -82,6 +84,26 @@ inline void Prefetch(const void* p, std::size_t bytes) noexcept {
   const char* c = static_cast<const char*>(p);
   for (std::size_t offset = 0; offset < bytes; offset += 64) __builtin_prefetch(c + offset);
 }
+
+// Runs call(1), call(2), call(3) or call(0) for a polynomial order of 1, 2,
+// 3 or any other: kernels built for the orders of a calibration unroll their
+// loops over the terms; 0 reads the order at run time. (A macro, so that the
+// call is compiled for the instruction set of the function it stands in.)
+#define TAVRIC_FOR_ORDER(order, call) \
+  switch (order) {                    \
+    case 1:                           \
+      call(1);                        \
+      break;                          \
+    case 2:                           \
+      call(2);                        \
+      break;                          \
+    case 3:                           \
+      call(3);                        \
+      break;                          \
+    default:                          \
+      call(0);                        \
+      break;                          \
+  }
 
 // Storage aligned to a cache line (64 bytes), so that no vector of a kernel
 // straddles two lines.
