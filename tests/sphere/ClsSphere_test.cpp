@@ -529,9 +529,9 @@ class ReferenceSpheres : public ::testing::TestWithParam<const char*> {
   void SetUp() override {
     const auto shared = testing::SharedDir();
     const auto dir = shared ? *shared / "testdata" / "nist-l2-sphere" : std::filesystem::path();
-    if (!shared || !std::filesystem::is_directory(dir))
-      GTEST_SKIP() << "reference sphere data not found (set TAVRIC_SHARED_DIR to the shared "
-                      "folder holding testdata/nist-l2-sphere)";
+    TAVRIC_SKIP_UNLESS_AVAILABLE(shared && std::filesystem::is_directory(dir),
+                                 "the NIST reference spheres (set TAVRIC_SHARED_DIR to the "
+                                 "shared folder holding testdata/nist-l2-sphere)");
     ASSERT_TRUE(ReadReference(dir, GetParam(), ref_)) << "cannot read " << GetParam();
   }
 

@@ -20,6 +20,11 @@ void ResetThreadState();
 // one beside the project checkout.
 std::optional<std::filesystem::path> SharedDir();
 
+// True when the environment variable CI is "true": the test runs under
+// continuous integration, where the reference data and the decimal-comma
+// locales must be present.
+bool UnderContinuousIntegration();
+
 // A fresh, empty temporary folder, removed when the object goes away.
 class TempDir {
  public:
@@ -35,8 +40,9 @@ class TempDir {
 };
 
 // A test fixture that switches LC_NUMERIC to a locale with a decimal comma
-// for the test and restores the previous one; the test is skipped when no
-// such locale is installed.
+// for the test and restores the previous one. Without such a locale the test
+// is skipped, or fails under continuous integration
+// (TAVRIC_SKIP_UNLESS_AVAILABLE).
 class DecimalCommaLocale : public ::testing::Test {
  protected:
   void SetUp() override;
@@ -52,6 +58,20 @@ void WriteFileBytes(const std::string& path, const std::string& content);
 std::string ReadFileBytes(const std::string& path);
 
 }  // namespace tavric::testing
+
+// Ends the current test (or fixture SetUp) when a prerequisite is missing:
+// reported as skipped, so that ctest lists it, and as a failure under
+// continuous integration (CI=true), where every prerequisite is required.
+// `what` names the prerequisite for the message.
+#define TAVRIC_SKIP_UNLESS_AVAILABLE(available, what)                      \
+  do {                                                                     \
+    if (!(available)) {                                                    \
+      if (::tavric::testing::UnderContinuousIntegration()) {               \
+        FAIL() << "missing prerequisite, required when CI=true: " << what; \
+      }                                                                    \
+      GTEST_SKIP() << "missing prerequisite: " << what;                    \
+    }                                                                      \
+  } while (0)
 
 // Expects `statement` to raise RuntimeError with the given error number.
 #define EXPECT_RUNTIME_ERROR(statement, number)                                   \
