@@ -215,18 +215,6 @@ TEST(ClsProbeCalibration, StartingMatrixWithZeroAnglesIsTheGainOnTheDiagonal) {
     for (Byte c = 1; c <= 3; ++c) EXPECT_EQ(m0->Mij(r, c), r == c ? 0.5 : 0.0) << +r << +c;
 }
 
-TEST(ClsProbeCalibration, StartingMatrixRotatesTheGainByTheHeadAngles) {
-  // Default directions: a = -x, b = +z. A b rotation of 90 degrees (applied
-  // with its sign reversed) turns x into -y.
-  ClsProbeCalibration cal;
-  cal.InitialProbeGain(2.0);
-  cal.InitialHX7b(90.0);
-  Ref<Matrix33> m0 = StartingMatrix("OK");
-  Byte r1 = 1, r2 = 2, c1 = 1;
-  EXPECT_NEAR(m0->Mij(r1, c1), 0.0, 1e-12);
-  EXPECT_NEAR(m0->Mij(r2, c1), -2.0, 1e-12);
-}
-
 TEST(ClsProbeCalibration, TransformEvaluatesTheCalibrationPolynomial) {
   ClsProbeCalibration cal;
   cal.SetPolyParameters(1, 0, 0, 2.0, 0.0, 0.0);
