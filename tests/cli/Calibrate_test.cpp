@@ -1,6 +1,7 @@
 // tavric calibrate on the bundled examples, compared with the library.
 #include <filesystem>
 
+#include "CalibrateJson.h"
 #include "CliRun.h"
 #include "tavric/ClsProbeCalibration.h"
 #include "tavric/RunReport.h"
@@ -29,33 +30,9 @@ TEST(CliCalibrate, JsonOutputHoldsTheLibrarysNumbers) {
   ClsProbeCalibration cal;
   std::uint8_t order = 3;
   ASSERT_EQ(cal.OptimiseFromFile(kMarked, order), "OK");
-  const RunReport& report = LastRunReport();
-  EXPECT_EQ(j["result"], "OK");
-  EXPECT_EQ(j["samples"], report.samples);
+  testing::ExpectCalibrateJsonHoldsTheRun(j, "OK", 3, cal, LastRunReport());
   EXPECT_EQ(j["samples"], 4000);
-  EXPECT_EQ(j["order"], 3);
-  EXPECT_EQ(j["fit_rms_um"].get<double>(), cal.FitRMS() * 1000.0);
-  EXPECT_EQ(j["fit_min_um"].get<double>(), cal.FitMin() * 1000.0);
-  EXPECT_EQ(j["fit_max_um"].get<double>(), cal.FitMax() * 1000.0);
-  for (std::uint8_t i = 1; i <= 3; ++i) {
-    EXPECT_EQ(j["sphere"]["centre"][i - 1].get<double>(), cal.SphereCentre(i));
-  }
-  EXPECT_EQ(j["sphere"]["radius"].get<double>(), cal.SphereRadius());
-  EXPECT_EQ(j["iterations"], report.outer_iterations);
-  EXPECT_EQ(j["stop_reason"], ToString(report.stop_reason));
   EXPECT_EQ(j["file"], file);
-  ASSERT_EQ(j["history"].size(), report.iterations.size());
-  for (std::size_t i = 0; i < report.iterations.size(); ++i) {
-    const IterationRecord& it = report.iterations[i];
-    const auto& h = j["history"][i];
-    EXPECT_EQ(h["iteration"], it.iteration);
-    EXPECT_EQ(h["S"].get<double>(), it.S);
-    EXPECT_EQ(h["fit_rms_um"].get<double>(), it.FitRMS * 1000.0);
-    EXPECT_EQ(h["fit_min_um"].get<double>(), it.FitMin * 1000.0);
-    EXPECT_EQ(h["fit_max_um"].get<double>(), it.FitMax * 1000.0);
-    EXPECT_EQ(h["mu"].get<double>(), it.Mu);
-    EXPECT_EQ(h["rejected_trials"], it.rejected_trials);
-  }
 
   // The file written is the one the library writes for the same run.
   const std::string own = dir.File("library.cal");
@@ -133,33 +110,6 @@ TEST(CliCalibrate, GivingEverySettingItsDefaultChangesNothing) {
                          "0,0,0"});
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(ReadFileBytes(dir.File("plain.cal")), ReadFileBytes(dir.File("explicit.cal")));
-}
-
-TEST(CliCalibrate, SettingsReachTheLibrary) {
-  TempDir dir;
-  const auto r = RunCli({"calibrate", kMarked, "-o", dir.File("a.cal"), "--json", "--order", "2",
-                         "--max-iterations", "2", "--convergence", "gradient", "--gain", "0.00006",
-                         "--offsets", "10,-20,30"});
-  ASSERT_EQ(r.status, 0) << r.err;
-  const auto j = Json(r);
-
-  ClsProbeCalibration cal;
-  cal.IterationMaxNumber(2);
-  cal.ConvergenceDetectionMethod(E_GradientNorm);
-  cal.InitialProbeGain(0.00006);
-  cal.LetProbeOffsets(10.0, -20.0, 30.0);
-  std::uint8_t order = 2;
-  ASSERT_EQ(cal.OptimiseFromFile(kMarked, order), "OK");
-  EXPECT_EQ(j["order"], 2);
-  EXPECT_EQ(j["iterations"], LastRunReport().outer_iterations);
-  EXPECT_EQ(j["stop_reason"], ToString(LastRunReport().stop_reason));
-  EXPECT_EQ(j["fit_rms_um"].get<double>(), cal.FitRMS() * 1000.0);
-  EXPECT_EQ(j["sphere"]["radius"].get<double>(), cal.SphereRadius());
-
-  // The offsets survive the fit into the file.
-  const auto shown = Json(RunCli({"show", dir.File("a.cal"), "--json"}));
-  EXPECT_EQ(shown["offsets"], nlohmann::json::parse("[10.0, -20.0, 30.0]"));
-  EXPECT_EQ(shown["order"], 2);
 }
 
 TEST(CliCalibrate, ReachingTheIterationLimitIsStillOkAndSaysSo) {
