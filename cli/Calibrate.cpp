@@ -118,13 +118,10 @@ int RunCalibrate(const CalibrateOptions& o) {
   if (result == "OK") result = cal.SaveCalibrationFunctions(file);
 
   if (result != "OK") {
-    if (o.json) {
-      PrintJson({{"result", result},
-                 {"samples", report.samples},
+    return Fail(result, o.json,
+                {{"samples", report.samples},
                  {"order", order},
                  {"stop_reason", ToString(report.stop_reason)}});
-    }
-    return Fail(result);
   }
 
   const Triple centre{cal.SphereCentre(1), cal.SphereCentre(2), cal.SphereCentre(3)};

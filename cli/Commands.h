@@ -38,6 +38,10 @@ Command AddSimulate(CLI::App& app);
 // Writes a failure text of the library on standard error, unchanged, and
 // returns kExitFailure.
 int Fail(const std::string& text);
+// The same for a run that may have been asked for JSON: when `json` is set it
+// first prints one JSON object on standard output, {"result": text} followed
+// by `fields`.
+int Fail(const std::string& text, bool json, const Json& fields);
 
 // printf-style formatting of one number (e.g. Format("%.4f", x)).
 std::string Format(const char* format, double value);

@@ -10,6 +10,15 @@ int Fail(const std::string& text) {
   return kExitFailure;
 }
 
+int Fail(const std::string& text, bool json, const Json& fields) {
+  if (json) {
+    Json object = {{"result", text}};
+    for (const auto& [key, value] : fields.items()) object[key] = value;
+    PrintJson(object);
+  }
+  return Fail(text);
+}
+
 std::string Format(const char* format, double value) {
   if (value == 0.0) value = 0.0;  // a negated zero reads as 0, not -0
   char buffer[64];

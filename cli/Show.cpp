@@ -47,7 +47,7 @@ std::string Column(const std::string& text, std::size_t width) {
 int RunShow(const ShowOptions& o) {
   ClsProbeCalibration cal;
   const std::string loaded = cal.LoadCalibrationFunctions(o.calibration);
-  if (loaded != "OK") return Fail(loaded);
+  if (loaded != "OK") return Fail(loaded, o.json, {{"file", o.calibration}});
 
   Triple offsets{};
   cal.GetProbeOffsets(offsets[0], offsets[1], offsets[2]);

@@ -66,6 +66,11 @@ Triple Deflection(const ClsProbeCalibration& cal, const Triple& reading) {
   return d;
 }
 
+// A failed run; with --json the object names the calibration file.
+int Failure(const TransformOptions& o, const std::string& text) {
+  return Fail(text, o.json, {{"calibration", o.calibration}});
+}
+
 void PrintLine(const Triple& v) {
   std::cout << Full(v[0]) << ',' << Full(v[1]) << ',' << Full(v[2]) << '\n';
 }
@@ -76,12 +81,12 @@ int TransformReadings(const TransformOptions& o, const ClsProbeCalibration& cal)
     readings.push_back({o.readings[0], o.readings[1], o.readings[2]});
   } else if (o.input == "-") {
     const std::string error = ReadReadings(std::cin, "<stdin>", readings);
-    if (!error.empty()) return Fail(error);
+    if (!error.empty()) return Failure(o, error);
   } else {
     std::ifstream in(o.input, std::ios::binary);
-    if (!in) return Fail(o.input + ": cannot be opened");
+    if (!in) return Failure(o, o.input + ": cannot be opened");
     const std::string error = ReadReadings(in, o.input, readings);
-    if (!error.empty()) return Fail(error);
+    if (!error.empty()) return Failure(o, error);
   }
 
   Json points = Json::array();
@@ -102,7 +107,7 @@ int TransformData(const TransformOptions& o, const ClsProbeCalibration& cal) {
   DataArray data;
   std::string layout;
   const std::string read = ReadCalibrationDataFile(o.data, data, &layout);
-  if (read != "OK") return Fail(read);
+  if (read != "OK") return Failure(o, read);
 
   const std::int32_t first = data.LBound(2);
   const std::int32_t last = data.UBound(2);
@@ -133,7 +138,7 @@ int TransformData(const TransformOptions& o, const ClsProbeCalibration& cal) {
 int RunTransform(const TransformOptions& o) {
   ClsProbeCalibration cal;
   const std::string loaded = cal.LoadCalibrationFunctions(o.calibration);
-  if (loaded != "OK") return Fail(loaded);
+  if (loaded != "OK") return Failure(o, loaded);
   if (!o.data.empty()) return TransformData(o, cal);
   return TransformReadings(o, cal);
 }
