@@ -145,12 +145,7 @@ TEST(DataCheck, TheDeviationsAreTheRadialDistancesFromTheReportedSphere) {
   for (const sim::Vec3& p : Positions(s.data))
     deviations.push_back(Distance(p, report.centre) - report.radius);
   const auto [min, max] = std::minmax_element(deviations.begin(), deviations.end());
-  double mean = 0.0;
-  for (double d : deviations) mean += d;
-  mean /= static_cast<double>(deviations.size());
-  double squares = 0.0;
-  for (double d : deviations) squares += (d - mean) * (d - mean);
-  const double variance = squares / static_cast<double>(deviations.size() - 1);
+  const double variance = testing::SampleVariance(deviations);
   EXPECT_NEAR(report.deviation_min, *min, 1e-12);
   EXPECT_NEAR(report.deviation_max, *max, 1e-12);
   EXPECT_NEAR(report.deviation_variance, variance, variance * 1e-9);

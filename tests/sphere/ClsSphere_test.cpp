@@ -469,12 +469,7 @@ TEST(ClsSphere, MinMaxVarDescribeTheRadialDeviations) {
   ASSERT_EQ(RunFit(sphere, points, 0.005, 10).result, "OK");
   std::vector<double> dev;
   for (const auto& p : points) dev.push_back(Distance(p, *sphere.Pt()) - sphere.R());
-  double mean = 0.0;
-  for (double e : dev) mean += e;
-  mean /= static_cast<double>(dev.size());
-  double ss = 0.0;
-  for (double e : dev) ss += (e - mean) * (e - mean);
-  const double var = ss / static_cast<double>(dev.size() - 1);
+  const double var = testing::SampleVariance(dev);
   double lo = dev[0], hi = dev[0];
   for (double e : dev) {
     lo = std::min(lo, e);

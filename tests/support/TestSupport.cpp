@@ -64,6 +64,15 @@ void DecimalCommaLocale::SetUp() {
 
 void DecimalCommaLocale::TearDown() { std::setlocale(LC_NUMERIC, saved_.c_str()); }
 
+double SampleVariance(const std::vector<double>& values) {
+  double mean = 0.0;
+  for (double v : values) mean += v;
+  mean /= static_cast<double>(values.size());
+  double squares = 0.0;
+  for (double v : values) squares += (v - mean) * (v - mean);
+  return squares / static_cast<double>(values.size() - 1);
+}
+
 void WriteFileBytes(const std::string& path, const std::string& content) {
   std::ofstream out(path, std::ios::binary);
   out << content;

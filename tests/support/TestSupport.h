@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "tavric/RuntimeError.h"
 
@@ -51,6 +52,10 @@ class DecimalCommaLocale : public ::testing::Test {
  private:
   std::string saved_;
 };
+
+// The variance of `values` about their mean with divisor n - 1, computed
+// plainly in the tests as an independent expectation (at least two values).
+double SampleVariance(const std::vector<double>& values);
 
 // Writes `content` to a file byte for byte.
 void WriteFileBytes(const std::string& path, const std::string& content);
