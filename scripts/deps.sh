@@ -4,7 +4,7 @@
 set -euo pipefail
 
 TAVRIC_PACKAGES=(cmake g++ make libgtest-dev libgmock-dev libbenchmark-dev locales-all
-                 libcli11-dev nlohmann-json3-dev pkg-config)
+                 libcli11-dev nlohmann-json3-dev pkg-config libeigen3-dev)
 
 tavric_install_deps() {
   local missing=()

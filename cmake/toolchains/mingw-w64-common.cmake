@@ -18,8 +18,9 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-static -static-libgcc -static-libstdc++")
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "-static -static-libgcc -static-libstdc++")
 
-# Header-only packages (CLI11, nlohmann_json) come from the build machine,
+# Header-only packages (CLI11, nlohmann_json, Eigen3) come from the build machine,
 # through the configs in host-packages/ (see there).
 set(CLI11_DIR ${CMAKE_CURRENT_LIST_DIR}/host-packages CACHE PATH "CLI11 for the cross build")
 set(nlohmann_json_DIR ${CMAKE_CURRENT_LIST_DIR}/host-packages
     CACHE PATH "nlohmann_json for the cross build")
+set(Eigen3_DIR ${CMAKE_CURRENT_LIST_DIR}/host-packages CACHE PATH "Eigen3 for the cross build")

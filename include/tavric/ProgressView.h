@@ -99,12 +99,13 @@ class ProgressView {
                         const std::function<void()>& on_first_focus);
 };
 
-// Installs the view used by the progress window on the calling thread; an
+// Installs the view used by the progress window of the calling thread's
+// calibration state (the state ClsProbeCalibration uses on this thread); an
 // empty pointer goes back to the default (a terminal view on standard error).
 void SetProgressView(std::shared_ptr<ProgressView> view);
 
-// The view installed on the calling thread, or this thread's default
-// terminal view when none is installed. Never empty.
+// The view installed for the calling thread's calibration state, or its
+// default terminal view when none is installed. Never empty.
 std::shared_ptr<ProgressView> CurrentProgressView();
 
 }  // namespace tavric

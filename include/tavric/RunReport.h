@@ -2,13 +2,17 @@
 //
 // The result text of Optimise says "OK" both when the optimiser's stop test
 // held and when it ran into IterationMaxNumber; the run report tells them
-// apart and records the course of the fit. It is per thread, like the rest of
-// the calibration state, and is rewritten by every Optimise call.
+// apart, records the course of the fit and, after a successful fit, how far
+// the calibration can be trusted (its uncertainty, see Uncertainty.h). It is
+// per thread, like the rest of the calibration state, and is rewritten by
+// every Optimise call.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include "tavric/Uncertainty.h"
 
 namespace tavric {
 
@@ -30,9 +34,34 @@ enum class StopReason {
   kFailed,          // the optimiser returned a failure text
 };
 
+// The step of a calibration run that ended it, when it failed.
+enum class RunStage {
+  kNone,       // no failure (or no run)
+  kReading,    // the data file could not be read (OptimiseFromFile)
+  kData,       // the data array itself (shape, sample count, values)
+  kSphereFit,  // the sphere fit to the machine positions
+  kScanPath,   // too few planes scanned in both senses
+  kModelInit,  // the calibration model's initialisation
+  kOptimiser,  // the Levenberg-Marquardt optimisation
+};
+
 struct RunReport {
-  int samples = 0;           // samples in the data
-  int order = 0;             // polynomial order fitted (after clamping)
+  int samples = 0;  // samples in the data
+  int order = 0;    // polynomial order fitted (after clamping)
+  RunStage failed_stage = RunStage::kNone;
+  // What the scan-path check found (scans, plane groups, planes scanned in
+  // both senses); zero when it did not run.
+  int scans = 0;
+  int planes = 0;
+  int bidirectional_planes = 0;
+  // The sphere fitted to the machine positions: the standard deviation of
+  // their radial deviations from it (mm). The positions lie inside the
+  // reference sphere by the deflection, so this is how much the deflection's
+  // size varies along the scans (plus the noise).
+  double position_deviation_sd = 0.0;
+  // The sphere radius was held at a known value (the modern API's option);
+  // the fit then has one parameter fewer.
+  bool radius_held = false;
   int outer_iterations = 0;  // outer iterations performed
   int rejected_trials = 0;   // trial steps rejected over the whole run
   StopReason stop_reason = StopReason::kNotRun;
@@ -40,6 +69,14 @@ struct RunReport {
   double initial_S = 0.0;  // sum of squared residuals at the start point
   std::string result;      // the result text returned to the host
   std::vector<IterationRecord> iterations;
+  // The residual of every sample at the fitted parameters (mm), in data
+  // order; empty unless the fit succeeded.
+  std::vector<double> residuals;
+  // The last accepted step of the optimiser, in the model's parameters
+  // (sphere first, then the coefficients in thousands of counts).
+  std::vector<double> last_step;
+  // How far the calibration can be trusted; filled after a successful fit.
+  FitUncertainty uncertainty;
 
   // A readable multi-line summary.
   std::string ToString() const;

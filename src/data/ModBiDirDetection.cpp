@@ -28,7 +28,7 @@ Int32 ChordStep(Int32 n) {
 }
 
 bool DetectBiDirScans(ClsVector& Centre, Array1<Ref<ClsVector>>& Points) {
-  return CountScanPlanes(Centre, Points).bidirectional_planes >= 3;
+  return CountScanPlanes(Centre, Points).bidirectional_planes >= kRequiredPlanes;
 }
 
 ScanPlanes CountScanPlanes(ClsVector& Centre, Array1<Ref<ClsVector>>& Points) {

@@ -18,6 +18,9 @@
 
 namespace tavric::ModBiDirDetection {
 
+// The number of planes that must be scanned in both senses.
+inline constexpr Int16 kRequiredPlanes = 3;
+
 // True when at least three planes were scanned in both senses. Reads
 // Points(1) .. Points(N), N = UBound(Points). Raises 9 when the points give
 // no chord at all (N < 1 + ChordStep(N)).

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "display/TerminalProgressView.h"
+#include "interface/ProjectState.h"
 
 namespace tavric {
 
@@ -20,19 +21,15 @@ void ProgressView::RunModal(const ProgressWindowContent& content,
   Close();
 }
 
-namespace {
-
-thread_local std::shared_ptr<ProgressView> tl_installed;
-thread_local std::shared_ptr<ProgressView> tl_default;
-
-}  // namespace
-
-void SetProgressView(std::shared_ptr<ProgressView> view) { tl_installed = std::move(view); }
+void SetProgressView(std::shared_ptr<ProgressView> view) {
+  State().progress_view = std::move(view);
+}
 
 std::shared_ptr<ProgressView> CurrentProgressView() {
-  if (tl_installed) return tl_installed;
-  if (!tl_default) tl_default = std::make_shared<TerminalProgressView>();
-  return tl_default;
+  ProjectState& s = State();
+  if (s.progress_view) return s.progress_view;
+  if (!s.default_progress_view) s.default_progress_view = std::make_shared<TerminalProgressView>();
+  return s.default_progress_view;
 }
 
 }  // namespace tavric

@@ -1,5 +1,7 @@
 #include "interface/CalibrationProcedure.h"
 
+#include <cmath>
+
 #include "data/ModBiDirDetection.h"
 #include "display/FormDisplay.h"
 #include "geometry/ClsVector.h"
@@ -13,6 +15,7 @@
 #include "runtime/ErrorTrap.h"
 #include "sphere/ClsSphere.h"
 #include "tavric/DataFile.h"
+#include "uncertainty/FitAnalysis.h"
 
 namespace tavric {
 namespace {
@@ -88,6 +91,7 @@ std::string RunCalibration(const Array2<double>& data, Byte& order) {
   const Int16 n = SampleCount(data);
   s.run_report.samples = n;
   s.run_report.order = order;
+  s.run_report.radius_held = s.held_radius.has_value();
   StateForm().UpdateNbPts(order, n);
 
   // 2. The machine positions.
@@ -104,12 +108,25 @@ std::string RunCalibration(const Array2<double>& data, Byte& order) {
 
   // 5. The scan path: enough planes scanned in both senses.
   if (result == "OK") {
+    double deviation_min = 0.0, deviation_max = 0.0;
+    s.run_report.position_deviation_sd =
+        std::sqrt(StateSphere().MinMaxVar(deviation_min, deviation_max));
     if (s.progress_display) {
       StateForm().SetStepCaption("Checking Path");
       DoEvents();
     }
-    if (!ModBiDirDetection::DetectBiDirScans(Deref(StateSphere().Pt()), points))
+    // The counts behind the detection's verdict are kept for the run report.
+    const ModBiDirDetection::ScanPlanes found =
+        ModBiDirDetection::CountScanPlanes(Deref(StateSphere().Pt()), points);
+    s.run_report.scans = found.scans;
+    s.run_report.planes = found.planes;
+    s.run_report.bidirectional_planes = found.bidirectional_planes;
+    if (found.bidirectional_planes < ModBiDirDetection::kRequiredPlanes) {
       result = "Bi-directionnal scans detection error.";
+      s.run_report.failed_stage = RunStage::kScanPath;
+    }
+  } else {
+    s.run_report.failed_stage = RunStage::kSphereFit;
   }
 
   // 6. The sphere and its deviations on the display (the variance is shown in
@@ -133,10 +150,18 @@ std::string RunCalibration(const Array2<double>& data, Byte& order) {
     s.current_model = model;
     const Array1<double> offsets = Deref(s.polynomial).TheCoeff(0, 0, 0);
     result = model->INIT(data, order, Deref(m0), offsets);
+    if (result != "OK") s.run_report.failed_stage = RunStage::kModelInit;
   }
 
-  // 9. The optimisation.
-  if (result == "OK") result = model->Iterate();
+  // 9. The optimisation, and how far its result can be trusted.
+  if (result == "OK") {
+    result = model->Iterate();
+    if (result == "OK") {
+      AnalyseFit(*model, s.run_report);
+    } else {
+      s.run_report.failed_stage = RunStage::kOptimiser;
+    }
+  }
 
   // 10. Install the fitted polynomial in raw counts, keeping the offsets.
   if (result == "OK") {
@@ -162,6 +187,10 @@ std::string Optimise(const Array2<double>& data, Byte& order) {
   } catch (...) {
     result = TrapText("Optimise Error ", CurrentErrorInfo(), " : ");
   }
+  // A failure that no step claimed was raised by the data array itself (its
+  // shape, its sample count or a value that is not a number).
+  if (result != "OK" && s.run_report.failed_stage == RunStage::kNone)
+    s.run_report.failed_stage = RunStage::kData;
   s.run_report.result = result;
   return result;
 }
@@ -173,6 +202,7 @@ std::string OptimiseFromFile(const std::string& file_name, Byte& order) {
     if (read == "OK") return Optimise(data, order);
     State().run_report = RunReport{};
     State().run_report.result = read;
+    State().run_report.failed_stage = RunStage::kReading;
     return read;
   } catch (...) {
     return TrapText("Error ", CurrentErrorInfo(), " : ");

@@ -31,7 +31,7 @@ void Check(const DataArray& data, DataCheckReport& report) {
   report.scans = found.scans;
   report.planes = found.planes;
   report.bidirectional_planes = found.bidirectional_planes;
-  report.accepted = found.bidirectional_planes >= 3;
+  report.accepted = found.bidirectional_planes >= ModBiDirDetection::kRequiredPlanes;
 }
 
 void CheckTrapped(const DataArray& data, DataCheckReport& report) {

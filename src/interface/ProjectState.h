@@ -1,14 +1,24 @@
-// The project-wide state: one set of settings and objects per thread.
+// The engine's state: one calibration context, the set of settings and
+// objects that a calibration run reads and writes.
 //
-// Every ClsProbeCalibration on a thread reads and writes the same set, and
-// creating one resets it (ResetForNewInstance). The calibration model, the
-// optimiser and the progress display read and write these variables directly
-// rather than being handed them as arguments. Being thread_local, two
-// calibrations on different threads never see each other.
+// The calibration model, the optimiser and the progress display read and
+// write these variables directly (through State()) rather than being handed
+// them as arguments. State() is the context installed on the calling thread
+// for the current call (ContextScope), or else the thread's own context.
+//
+// ClsProbeCalibration uses its thread's own context: every instance on a
+// thread reads and writes the same set, and creating one resets it
+// (ResetForNewInstance). The modern API gives every calibration a context of
+// its own and installs it for the duration of each call, so any number of
+// independent calibrations can live on one thread, and calibrations on
+// different threads never see each other. No mutable state of the engine
+// lives outside a context.
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "runtime/Narrow.h"
@@ -23,6 +33,7 @@ class ClsSphere;
 class ClsVector;
 class FormDisplay;
 class IterativeCal;
+class ProgressView;
 
 // Defaults of the settings.
 namespace defaults {
@@ -76,10 +87,46 @@ struct ProjectState {
 
   // How the last run went (rewritten by every Optimise).
   RunReport run_report;
+
+  // A sphere radius to hold fixed in the fit (mm), or none. Only the modern
+  // API sets it; ClsProbeCalibration always fits the radius.
+  std::optional<double> held_radius;
+
+  // How long computations yield to the host's message loop (DoEvents), the
+  // progress view the host installed (SetProgressView) and the default one,
+  // and the stop request of the Gram-Schmidt kit.
+  std::function<void()> do_events_hook;
+  std::shared_ptr<ProgressView> progress_view;
+  std::shared_ptr<ProgressView> default_progress_view;
+  bool gram_schmidt_stop_requested = false;
 };
 
-// This thread's project-wide state.
+// The context of the current call: the one installed on this thread by the
+// innermost live ContextScope, else this thread's own.
 ProjectState& State();
+
+// This thread's own context (the one ClsProbeCalibration uses).
+ProjectState& ThreadState();
+
+// Installs `context` as State() on the calling thread until destroyed, then
+// puts back the previous one. Scopes nest; each belongs to the thread that
+// created it.
+class ContextScope {
+ public:
+  explicit ContextScope(ProjectState& context) noexcept;
+  ~ContextScope();
+  ContextScope(const ContextScope&) = delete;
+  ContextScope& operator=(const ContextScope&) = delete;
+
+ private:
+  ProjectState* previous_;
+};
+
+// What creating a ClsProbeCalibration does to the context: a new, empty
+// calibration polynomial, every setting at its default, zero fit statistics,
+// the default head orientation and the version text. The sphere and the
+// progress form are left as they are.
+void ResetForNewInstance(ProjectState& s);
 
 // The reference sphere, created empty if there is none yet (defined with
 // ClsSphere).

@@ -11,8 +11,6 @@
 #include "sphere/ClsSphere.h"
 
 namespace tavric {
-namespace {}  // namespace
-
 IterativeCal::IterativeCal() : lm_(std::make_unique<Levenberg_Marquardt>(*this)) {}
 
 IterativeCal::~IterativeCal() = default;
@@ -60,7 +58,10 @@ std::string IterativeCal::INIT(const Array2<double>& Data, Byte Order, Matrix33&
     // 5. Work arrays and the parameter count.
     work_.ReDim(1, 4, 1, samples_);
     const Int16 n = poly_->Number_of_coeff();
-    m_ = CheckedAdd<Int16>(4, CheckedMul<Int16>(3, static_cast<Int16>(n - 1)));
+    const std::optional<double>& held = State().held_radius;
+    sphere_params_ = held ? 3 : 4;
+    held_radius_ = held ? fp::RequireFinite(*held) : 0.0;
+    m_ = CheckedAdd<Int16>(sphere_params_, CheckedMul<Int16>(3, static_cast<Int16>(n - 1)));
     powers_.ReDim(1, n);
     initialised_ = true;
     return "OK";
@@ -77,13 +78,14 @@ Array1<double> IterativeCal::Pack() {
   X(1) = centre.C1();
   X(2) = centre.C2();
   X(3) = centre.C3();
-  X(4) = sphere.R();
+  if (!RadiusHeld()) X(4) = sphere.R();
+  const Int16 base = sphere_params_;
   const Int16 n = poly.Number_of_coeff();
   for (Int16 i = 1; i <= n - 1; ++i) {
     const Array1<double> t = poly.theCoeff_i(static_cast<Int16>(i + 1));
-    X(4 + i) = t(1);
-    X(4 + i + (n - 1)) = t(2);
-    X(4 + i + 2 * (n - 1)) = t(3);
+    X(base + i) = t(1);
+    X(base + i + (n - 1)) = t(2);
+    X(base + i + 2 * (n - 1)) = t(3);
   }
   return X;
 }
@@ -95,11 +97,12 @@ void IterativeCal::Unpack(const Array1<double>& X) {
   centre.C1(X(1));
   centre.C2(X(2));
   centre.C3(X(3));
-  sphere.R(X(4));
+  sphere.R(RadiusHeld() ? held_radius_ : X(4));
+  const Int16 base = sphere_params_;
   const Int16 n = poly.Number_of_coeff();
   for (Int16 i = 1; i <= n - 1; ++i)
-    poly.theCoeff_i(static_cast<Int16>(i + 1),
-                    CoefficientTriple(X(4 + i), X(4 + i + (n - 1)), X(4 + i + 2 * (n - 1))));
+    poly.theCoeff_i(static_cast<Int16>(i + 1), CoefficientTriple(X(base + i), X(base + i + (n - 1)),
+                                                                 X(base + i + 2 * (n - 1))));
   if (State().progress_display) {
     FormDisplay& form = StateForm();
     form.UpdateFirstOrder(poly);
@@ -155,6 +158,8 @@ void IterativeCal::GetJacobian() {
   Array2<double> J(1, m_, 1, samples_);
   const std::size_t m = static_cast<std::size_t>(m_);
   const std::size_t terms = static_cast<std::size_t>(n - 1);
+  // Rows before the coefficients: the centre, and the radius unless held.
+  const std::size_t first = static_cast<std::size_t>(sphere_params_) - 1;
   double* column = J.Data();
   for (Int32 k = 1; k <= samples_; ++k, column += m) {
     poly.PowerInto(readings_.Unchecked(1, k), readings_.Unchecked(2, k), readings_.Unchecked(3, k),
@@ -166,13 +171,13 @@ void IterativeCal::GetJacobian() {
     column[0] = j1;
     column[1] = j2;
     column[2] = j3;
-    column[3] = -1.0;
+    if (!RadiusHeld()) column[3] = -1.0;
     const double* value = &powers_.Unchecked(1);
     for (std::size_t t = 1; t <= terms; ++t) {
       const double v = value[t];  // monomial of term t + 1
-      column[3 + t] = -j1 * v;
-      column[3 + terms + t] = -j2 * v;
-      column[3 + 2 * terms + t] = -j3 * v;
+      column[first + t] = -j1 * v;
+      column[first + terms + t] = -j2 * v;
+      column[first + 2 * terms + t] = -j3 * v;
     }
   }
   fp::Check();
@@ -187,10 +192,10 @@ void IterativeCal::GetTol(Array1<double>& Dx, double& GradientNorm) {
   const ProjectState& s = State();
   bool sphere_stable = true;
   bool poly_stable = true;
-  for (Int32 i = 1; i <= 4; ++i)
+  for (Int32 i = 1; i <= sphere_params_; ++i)
     if (std::fabs(Dx(i)) >= s.ConvergenceSphereValue) sphere_stable = false;
   const double poly_threshold = s.ConvergencePolyParamValue * 1000.0;
-  for (Int32 i = 5; i <= m_; ++i)
+  for (Int32 i = sphere_params_ + 1; i <= m_; ++i)
     if (std::fabs(Dx(i)) >= poly_threshold) poly_stable = false;
   fp::Check();
   lm_->SmalldX(sphere_stable && poly_stable);

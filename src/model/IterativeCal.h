@@ -3,6 +3,9 @@
 // Parameters: the sphere centre (1..3) and radius (4), then the X, Y and Z
 // coefficients of every polynomial term but the constant one (which holds
 // the probe offsets and is never fitted): M = 4 + 3(n - 1) for n terms.
+// When the context holds the radius at a known value (an option of the
+// modern API), the radius is not a parameter: the coefficients start at 4
+// and M = 3 + 3(n - 1).
 // Residual of sample k: the distance of the deflected point (machine
 // position + polynomial deflection) from the sphere centre, minus the radius.
 // The model works in thousands of counts: readings are offset-corrected and
@@ -43,8 +46,18 @@ class IterativeCal : public LMModel {
   // Hands the working polynomial over and clears the model's reference.
   Ref<Polynome3Variables> TakePolynomial() noexcept { return std::move(poly_); }
 
-  // Number of parameters M.
+  // Number of parameters M, and of sphere parameters among them (4, or 3
+  // with the radius held).
   Int16 ParameterCount() const noexcept { return m_; }
+  Int16 SphereParameterCount() const noexcept { return sphere_params_; }
+  bool RadiusHeld() const noexcept { return sphere_params_ == 3; }
+
+  // The corrected readings in thousands of counts (1 To 3, 1 To N), and the
+  // machine position of sample k (1-based) in the data.
+  const Array2<double>& Readings() const noexcept { return readings_; }
+  double Position(Int32 axis, Int32 k) const {
+    return data_(data_.LBound(1) + 2 + axis, data_.LBound(2) + k - 1);
+  }
   bool Initialised() const noexcept { return initialised_; }
 
   // The packed parameter vector of the current sphere and polynomial, and
@@ -68,6 +81,8 @@ class IterativeCal : public LMModel {
   Array1<double> powers_;    // monomial values of one sample (1 To n)
   Int16 samples_ = 0;
   Int16 m_ = 0;
+  Int16 sphere_params_ = 4;
+  double held_radius_ = 0.0;
   bool initialised_ = false;
 };
 

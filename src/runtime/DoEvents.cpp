@@ -2,17 +2,18 @@
 
 #include <utility>
 
+#include "interface/ProjectState.h"
+
 namespace tavric {
-namespace {
-thread_local std::function<void()> tl_hook;
-}
 
 void DoEvents() {
-  if (tl_hook) tl_hook();
+  // Copied for the call: a hook may replace itself while it runs.
+  const std::function<void()> hook = State().do_events_hook;
+  if (hook) hook();
 }
 
 std::function<void()> SetDoEventsHook(std::function<void()> hook) {
-  return std::exchange(tl_hook, std::move(hook));
+  return std::exchange(State().do_events_hook, std::move(hook));
 }
 
 }  // namespace tavric

@@ -10,7 +10,8 @@ namespace tavric {
 // Gives the host's user interface a chance to process pending messages.
 void DoEvents();
 
-// Installs the hook that DoEvents calls on this thread (an empty function
+// Installs the hook that DoEvents calls in the current calibration context
+// (the thread's own outside the modern API's calls; an empty function
 // removes it) and returns the previous one.
 std::function<void()> SetDoEventsHook(std::function<void()> hook);
 

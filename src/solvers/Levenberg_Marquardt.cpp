@@ -32,6 +32,8 @@ void ClearOptimiserFields(RunReport& report) {
   report.final_mu = 0.0;
   report.initial_S = 0.0;
   report.iterations.clear();
+  report.residuals.clear();
+  report.last_step.clear();
 }
 
 }  // namespace
@@ -87,12 +89,14 @@ double Levenberg_Marquardt::Statistics(const Array1<double>& r) {
   return s;
 }
 
+Array2<double> Levenberg_Marquardt::NormalMatrix(const Array2<double>& J) const {
+  return tavric::NormalMatrix(J, n_, m_);
+}
+
 // The products of each element are accumulated in increasing k, as in
 // a(i,j) = sum over k of J(i,k)*J(j,k); k runs outermost so that every column
 // of J (one residual, all parameters) is read contiguously.
-Array2<double> Levenberg_Marquardt::NormalMatrix(const Array2<double>& J) const {
-  const Int32 n = n_;
-  const Int32 m = m_;
+Array2<double> NormalMatrix(const Array2<double>& J, Int32 n, Int32 m) {
   Array2<double> A(1, n, 1, n);
   if (n >= 1 && m >= 1) {
     J.CheckRange(1, n, 1, m);
@@ -246,6 +250,9 @@ std::string Levenberg_Marquardt::Optimize(Array1<double>& x) {
 
     report.stop_reason = stop ? StopReason::kConverged : StopReason::kIterationLimit;
     report.final_mu = state.Mu;
+    // The residuals at the optimum and the step that reached it.
+    report.residuals.assign(fi_.Data(), fi_.Data() + m_);
+    report.last_step.assign(dx_.Data(), dx_.Data() + n_);
     Caption(kStepFinished);
     x = x_;
     return result;

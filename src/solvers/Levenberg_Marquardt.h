@@ -17,6 +17,11 @@ namespace tavric {
 
 class Levenberg_Marquardt;
 
+// J^T J of a Jacobian stored as J(parameter j, residual i), (1 To n, 1 To m):
+// the symmetric (1 To n, 1 To n) matrix whose element (i, j) is the sum over
+// k = 1..m of J(i, k) * J(j, k), accumulated in increasing k.
+Array2<double> NormalMatrix(const Array2<double>& J, Int32 n, Int32 m);
+
 // The three events a model answers.
 class LMModel {
  public:

@@ -2,14 +2,13 @@
 
 #include <cfloat>
 
+#include "interface/ProjectState.h"
 #include "runtime/CheckedMath.h"
 #include "runtime/DoEvents.h"
 #include "runtime/ErrorTrap.h"
 
 namespace tavric::BON {
 namespace {
-
-thread_local bool tl_stop_requested = false;
 
 // Rounding allowance of the dependence test. When v_i lies in the span of
 // the vectors before it, classical Gram-Schmidt leaves a remainder w_i that
@@ -34,8 +33,8 @@ std::string VectorMessage(Int32 i, const char* tail) {
 
 }  // namespace
 
-bool StopRequested() noexcept { return tl_stop_requested; }
-void StopRequested(bool value) noexcept { tl_stop_requested = value; }
+bool StopRequested() noexcept { return State().gram_schmidt_stop_requested; }
+void StopRequested(bool value) noexcept { State().gram_schmidt_stop_requested = value; }
 
 double ProdScal2(Int16 i, Int16 j, Int16 m, const Array2<double>& A, const Array2<double>& B) {
   if (m < 1) return 0.0;
@@ -55,7 +54,7 @@ std::string BuildBON(Int16 n, Int16 m, const Array2<double>& V, Array2<double>& 
                      Array2<double>& R) {
   W.ReDim(1, n, 1, m);
   R.ReDim(1, n, 1, n);
-  tl_stop_requested = false;
+  StopRequested(false);
   try {
     // Working copy, and the squared lengths of the given vectors: the zero
     // check runs over every vector before any orthogonalisation.
@@ -72,8 +71,8 @@ std::string BuildBON(Int16 n, Int16 m, const Array2<double>& V, Array2<double>& 
 
     for (Int32 i = 1; i <= n; ++i) {
       const auto i16 = static_cast<Int16>(i);
-      if (tl_stop_requested) {
-        tl_stop_requested = false;
+      if (StopRequested()) {
+        StopRequested(false);
         return "Arret par l'utilisateur";
       }
       // Classical Gram-Schmidt: every coefficient of row i is taken from the

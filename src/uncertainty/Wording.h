@@ -1,0 +1,16 @@
+// Numbers in the sentences of the uncertainty analysis and the warnings,
+// written the same way whatever the process locale.
+#pragma once
+
+#include <string>
+
+namespace tavric::uncertainty {
+
+// Micrometres from millimetres, with about two significant figures:
+// "63 \u00b5m", "2.7 \u00b5m", "0.31 \u00b5m", "0.003 \u00b5m".
+std::string Micrometres(double mm);
+
+// A share as a percentage with `decimals` decimals: "12 %", "0.3 %".
+std::string Percent(double share, int decimals = 0);
+
+}  // namespace tavric::uncertainty
