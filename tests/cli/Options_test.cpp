@@ -157,12 +157,7 @@ TEST_P(CalibrateOptionRow, ChangesTheRun) {
   EXPECT_NE(with.second, without.second) << "the file is the same without " << row.option[0];
 }
 
-std::string CalibrateName(const ::testing::TestParamInfo<CalibrateOption>& param) {
-  return param.param.name;
-}
-
-INSTANTIATE_TEST_SUITE_P(Calibrate, CalibrateOptionRow, ::testing::ValuesIn(kCalibrateOptions),
-                         CalibrateName);
+INSTANTIATE_TEST_SUITE_P(Calibrate, CalibrateOptionRow, ::testing::ValuesIn(kCalibrateOptions));
 
 // --- simulate ---------------------------------------------------------------------
 
@@ -273,12 +268,7 @@ TEST_P(SimulateOptionRow, ChangesTheFilesWritten) {
       << "the same files without " << row.option[0];
 }
 
-std::string SimulateName(const ::testing::TestParamInfo<SimulateOption>& param) {
-  return param.param.name;
-}
-
-INSTANTIATE_TEST_SUITE_P(Simulate, SimulateOptionRow, ::testing::ValuesIn(kSimulateOptions),
-                         SimulateName);
+INSTANTIATE_TEST_SUITE_P(Simulate, SimulateOptionRow, ::testing::ValuesIn(kSimulateOptions));
 
 // --- every option listed by the tool has its test ----------------------------------
 

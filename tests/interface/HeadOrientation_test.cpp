@@ -83,7 +83,6 @@ const Head kHeads[] = {
 };
 
 void PrintTo(const Head& head, std::ostream* os) { *os << head.name; }
-std::string HeadName(const ::testing::TestParamInfo<Head>& param) { return param.param.name; }
 
 void SetHead(ClsProbeCalibration& cal, const Head& head) {
   cal.InitialHX7a(head.a_degrees);
@@ -106,7 +105,7 @@ TEST_P(HeadOrientation, StartingMatrixIsTheGainTimesTheHeadRotation) {
           << "element (" << +r << ", " << +c << ")";
 }
 
-INSTANTIATE_TEST_SUITE_P(Heads, HeadOrientation, ::testing::ValuesIn(kHeads), HeadName);
+INSTANTIATE_TEST_SUITE_P(Heads, HeadOrientation, ::testing::ValuesIn(kHeads));
 
 // A noise-free scan by a probe whose axes are turned by the head's rotation:
 // the simulator's probe with its rotation replaced by the head's.
@@ -177,8 +176,7 @@ TEST_P(RotatedHeadCalibration, OtherHeadAnglesLeaveTheFitShortOfTheTruth) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Heads, RotatedHeadCalibration, ::testing::Values(kHeads[3], kHeads[4]),
-                         HeadName);
+INSTANTIATE_TEST_SUITE_P(Heads, RotatedHeadCalibration, ::testing::Values(kHeads[3], kHeads[4]));
 
 }  // namespace
 }  // namespace tavric

@@ -112,7 +112,22 @@ TEST_F(IterativeCalTest, ReadingsAreOffsetCorrectedAndInThousandsOfCounts) {
 // exactly at the parameter's threshold is not stable, the next double below it
 // is, and so is its negation. The sphere and polynomial thresholds differ, so
 // that a parameter checked against the other kind's threshold fails.
-class StabilityThreshold : public IterativeCalTest, public ::testing::WithParamInterface<int> {
+// Parameter `index` of the model (1-based), named after what it holds.
+struct ModelParameter {
+  int index;
+};
+
+void PrintTo(const ModelParameter& p, std::ostream* os) {
+  static const char* const kSphere[] = {"CentreX", "CentreY", "CentreZ", "Radius"};
+  if (p.index <= 4) {
+    *os << kSphere[p.index - 1];
+  } else {
+    *os << "Coefficient" << p.index - 4;
+  }
+}
+
+class StabilityThreshold : public IterativeCalTest,
+                           public ::testing::WithParamInterface<ModelParameter> {
  protected:
   static constexpr double kSphereValue = 0.002;
   static constexpr double kPolyValue = 3e-7;  // a coefficient step: 1000 x 3e-7 = 3e-4
@@ -134,7 +149,7 @@ class StabilityThreshold : public IterativeCalTest, public ::testing::WithParamI
   // other parameter standing still.
   bool StableWithStep(double step) {
     Array1<double> dx(1, model_.ParameterCount());
-    dx(GetParam()) = step;
+    dx(GetParam().index) = step;
     double gradient = 0.0;
     model_.GetTol(dx, gradient);
     return model_.LM().SmalldX();
@@ -144,24 +159,22 @@ class StabilityThreshold : public IterativeCalTest, public ::testing::WithParamI
 };
 
 TEST_P(StabilityThreshold, AStepAtItsThresholdIsNotStable) {
-  EXPECT_FALSE(StableWithStep(Threshold(GetParam())));
-  EXPECT_FALSE(StableWithStep(-Threshold(GetParam())));
+  EXPECT_FALSE(StableWithStep(Threshold(GetParam().index)));
+  EXPECT_FALSE(StableWithStep(-Threshold(GetParam().index)));
 }
 
 TEST_P(StabilityThreshold, AStepJustBelowItsThresholdIsStable) {
-  const double below = std::nextafter(Threshold(GetParam()), 0.0);
+  const double below = std::nextafter(Threshold(GetParam().index), 0.0);
   EXPECT_TRUE(StableWithStep(below));
   EXPECT_TRUE(StableWithStep(-below));
 }
 
-std::string ParameterName(const ::testing::TestParamInfo<int>& info) {
-  static const char* const kSphere[] = {"CentreX", "CentreY", "CentreZ", "Radius"};
-  const int i = info.param;
-  return i <= 4 ? kSphere[i - 1] : "Coefficient" + std::to_string(i - 4);
-}
-
-INSTANTIATE_TEST_SUITE_P(EveryParameter, StabilityThreshold, ::testing::Range(1, 14),
-                         ParameterName);
+INSTANTIATE_TEST_SUITE_P(EveryParameter, StabilityThreshold,
+                         ::testing::Values(ModelParameter{1}, ModelParameter{2}, ModelParameter{3},
+                                           ModelParameter{4}, ModelParameter{5}, ModelParameter{6},
+                                           ModelParameter{7}, ModelParameter{8}, ModelParameter{9},
+                                           ModelParameter{10}, ModelParameter{11},
+                                           ModelParameter{12}, ModelParameter{13}));
 
 TEST_F(IterativeCalTest, TheGradientTestIsStrictOnItsAbsoluteValue) {
   IterativeCal model;
