@@ -166,7 +166,7 @@ TEST(ClsProbeCalibration, SphereCentreOutsideOneToThreeReadsZero) {
   EXPECT_EQ(cal.SphereRadius(), 0.0);
 }
 
-TEST(ClsProbeCalibration, DLLVersionIsTheProductBannerAndVersionOne) {
+TEST(ClsProbeCalibration, DLLVersionIsTheProductBannerAndVersion) {
   // A new version of the library changes this literal on purpose.
   EXPECT_EQ(ClsProbeCalibration().DLLVersion(), "Tavric Scanning Probe Calibration 1.0.0");
 }
