@@ -30,6 +30,9 @@
 # run was killed, 1 otherwise (a survivor, a mutation that no longer applies
 # or does not build).
 set -euo pipefail
+# The whole script is one block, read before it runs: editing this file while
+# it runs cannot change what it does.
+{
 cd "$(dirname "$0")/.."
 ROOT=$PWD
 WORK=$ROOT/build/mutate
@@ -54,6 +57,7 @@ mutation() {
   TESTS+=("$*")
   EQUIVALENT+=("")
 }
+# shellcheck disable=SC2317  # called by the mutations that are equivalent, when there are any
 equivalent() { EQUIVALENT[${#EQUIVALENT[@]} - 1]=$1; }
 
 # Engine: optimiser, statistics, model, polynomial, geometry, sphere, data.
@@ -352,19 +356,21 @@ run_linux_tests() {
 }
 
 # --- The Windows adapter ----------------------------------------------------------------------
-WINDOWS_READY=""
+WINDOWS_READY="not set up"  # "yes", or why the Windows mutations cannot run
 windows_tools() {
-  command -v x86_64-w64-mingw32-g++ >/dev/null && command -v wine >/dev/null &&
-    command -v widl >/dev/null
+  command -v x86_64-w64-mingw32-g++ >/dev/null && command -v wine >/dev/null
 }
 
 # Once per run, before any mutation: the cross build, the Linux reference
 # calibration the DLL's must equal, and a Wine prefix whose registry is kept
 # to be put back before every run.
 windows_setup() {
-  [ -n "$WINDOWS_READY" ] && return 0
-  WINDOWS_READY=no
-  windows_tools || { log "no mingw-w64 or Wine: the Windows mutations are not run"; return 1; }
+  if ! windows_tools; then
+    WINDOWS_READY="no mingw-w64 or Wine"
+    log "$WINDOWS_READY: the Windows mutations are not run"
+    return 1
+  fi
+  WINDOWS_READY="the Windows setup failed (build/mutate/windows-*.log)"
   log "Windows: cross build (from scratch this takes minutes)"
   cmake -S "$SRC" -B "$WIN" -DCMAKE_TOOLCHAIN_FILE="$SRC/cmake/toolchains/x86_64-w64-mingw32.cmake" \
     -DCMAKE_BUILD_TYPE=Release -DTAVRIC_WARNINGS_AS_ERRORS=OFF -DTAVRIC_BUILD_TESTS=OFF \
@@ -372,17 +378,18 @@ windows_setup() {
   windows_build || return 1
   log "Windows: Linux reference"
   mkdir -p "$REFERENCE"
-  cmake --build "$BUILD" -j2 --target tavric >/dev/null
+  cmake --build "$BUILD" -j2 --target tavric >"$WORK/windows-reference.log" 2>&1 || return 1
   g++ -std=c++20 -O2 -ffp-contract=off -I"$SRC/include" -I"$BUILD/src/generated" \
     "$SRC/windows/tests/linux_reference.cpp" "$BUILD/src/libtavric.a" -pthread \
-    -o "$REFERENCE/linux_reference" && "$REFERENCE/linux_reference" "$REFERENCE" >/dev/null || return 1
+    -o "$REFERENCE/linux_reference" >>"$WORK/windows-reference.log" 2>&1 || return 1
+  "$REFERENCE/linux_reference" "$REFERENCE" >>"$WORK/windows-reference.log" 2>&1 || return 1
   export WINEPREFIX=$WINE_DIR/prefix WINEARCH=win64 WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
   unset DISPLAY
   if [ ! -f "$WINE_DIR/pristine/system.reg" ]; then
     log "Windows: new Wine prefix"
     rm -rf "$WINE_DIR"
     mkdir -p "$WINE_DIR/pristine"
-    timeout 300 wineboot -u >"$WORK/wineboot.log" 2>&1 || return 1
+    timeout 300 wineboot -u >"$WORK/windows-wineboot.log" 2>&1 || return 1
     timeout 120 wineserver -w || true
     cp "$WINEPREFIX"/*.reg "$WINE_DIR/pristine/"
   fi
@@ -477,7 +484,7 @@ for i in "${SELECTED[@]}"; do
       [ "$verdict" = SURVIVED ] || break
       if [ "$t" = windows ]; then
         if [ "$WINDOWS_READY" != yes ]; then
-          verdict="not run: no mingw-w64 or Wine"
+          verdict="not run: $WINDOWS_READY"
         elif ! windows_build; then
           verdict="did not build"
         elif ! verdict=$(run_windows_tests); then :; else verdict=SURVIVED; fi
@@ -492,7 +499,9 @@ for i in "${SELECTED[@]}"; do
     esac
   fi
   seconds=$(($(date +%s) - t0))
-  ROWS+=("| $n | ${DESCRIPTIONS[i]} | \`${FILES[i]}\` | $verdict | $seconds s |")
+  cell=${verdict//|/\\|}
+  [ ${#cell} -le 100 ] || cell="${cell:0:97}..."
+  ROWS+=("| $n | ${DESCRIPTIONS[i]} | \`${FILES[i]}\` | $cell | $seconds s |")
   log "$n: $verdict ($seconds s)"
 done
 # The Windows adapter's objects are rebuilt from the restored copy next time.
@@ -511,3 +520,5 @@ RUN=$((KILLED + SURVIVED))
     $((($(date +%s) - START + 59) / 60))
 } | tee "$WORK/table.md"
 [ "$SURVIVED" = 0 ] && [ "$INAPPLICABLE" = 0 ] && [ "$BROKEN" = 0 ]
+exit
+}
