@@ -1,226 +1,244 @@
-// tavric calibrate: fits a calibration to a data file and saves it.
-#include <cstdint>
+// tavric calibrate: fits a calibration to data files and saves it; many files
+// are calibrated on several threads at once.
+#include <algorithm>
+#include <atomic>
 #include <filesystem>
+#include <iostream>
 #include <memory>
+#include <optional>
+#include <thread>
+#include <vector>
 
 #include "Commands.h"
-#include "tavric/ClsProbeCalibration.h"
-#include "tavric/RunReport.h"
+#include "FitOptions.h"
+#include "Results.h"
+#include "tavric/Calibration.h"
 
 namespace tavric::cli {
 namespace {
 
-const char* ConvergenceName(int method) {
-  switch (method) {
-    case E_GradientNorm:
-      return "gradient";
-    case E_ParameterStable:
-      return "parameters";
-    default:
-      return "both";
-  }
-}
+namespace fs = std::filesystem;
 
-std::int32_t ConvergenceMethod(const std::string& name) {
-  if (name == "gradient") return E_GradientNorm;
-  if (name == "parameters") return E_ParameterStable;
-  return E_Both;
-}
-
-// The options, with the library's defaults read from a fresh calibration.
 struct CalibrateOptions {
-  std::string data;
+  std::vector<std::string> data;
   std::string output;
-  int order = 3;
-  bool progress = false;
+  std::string output_dir;
+  int jobs = 1;
   bool json = false;
-
-  double gain = 0.0;
-  int max_iterations = 0;
-  std::string convergence;
-  double gradient_tol = 0.0;
-  double sphere_tol = 0.0;
-  double poly_tol = 0.0;
-  double mu = 0.0;
-  double nu = 0.0;
-  double head_a = 0.0;
-  double head_b = 0.0;
-  Triple head_a_dir{};
-  Triple head_b_dir{};
-  Triple offsets{};
-
-  CLI::Option* gain_opt = nullptr;
-  CLI::Option* max_iterations_opt = nullptr;
-  CLI::Option* convergence_opt = nullptr;
-  CLI::Option* gradient_tol_opt = nullptr;
-  CLI::Option* sphere_tol_opt = nullptr;
-  CLI::Option* poly_tol_opt = nullptr;
-  CLI::Option* mu_opt = nullptr;
-  CLI::Option* nu_opt = nullptr;
-  CLI::Option* head_a_opt = nullptr;
-  CLI::Option* head_b_opt = nullptr;
-  CLI::Option* head_a_dir_opt = nullptr;
-  CLI::Option* head_b_dir_opt = nullptr;
-  CLI::Option* offsets_opt = nullptr;
+  bool strict = false;
+  FitOptions fit;
 };
 
-void ReadDefaults(CalibrateOptions& o) {
-  const ClsProbeCalibration cal;
-  o.gain = cal.InitialProbeGain();
-  o.max_iterations = cal.IterationMaxNumber();
-  o.convergence = ConvergenceName(cal.ConvergenceDetectionMethod());
-  o.gradient_tol = cal.ConvergenceGradientNormValue();
-  o.sphere_tol = cal.ConvergenceSphereValue();
-  o.poly_tol = cal.ConvergencePolyParamValue();
-  o.mu = cal.Mu();
-  o.nu = cal.nu();
-  o.head_a = cal.InitialHX7a();
-  o.head_b = cal.InitialHX7b();
-  cal.GetHX7aDir(o.head_a_dir[0], o.head_a_dir[1], o.head_a_dir[2]);
-  cal.GetHX7bDir(o.head_b_dir[0], o.head_b_dir[1], o.head_b_dir[2]);
-  cal.GetProbeOffsets(o.offsets[0], o.offsets[1], o.offsets[2]);
-  for (double& offset : o.offsets) offset += 0.0;  // the negated zero shown as 0
+// What became of one data file.
+struct Outcome {
+  std::string data;
+  std::string output;
+  std::optional<Calibration> calibration;
+  // The library's failure text and its code, when the fit failed.
+  std::string failure;
+  std::optional<ErrorCode> code;
+  std::shared_ptr<const RunReport> failed_report;
+  // The save's failure text, when the fit succeeded but the file could not
+  // be written.
+  std::string save_failure;
+};
+
+std::string OutputFor(const CalibrateOptions& o, const std::string& data) {
+  if (!o.output.empty()) return o.output;
+  fs::path name = fs::path(data).filename().replace_extension(".cal");
+  if (!o.output_dir.empty()) return (fs::path(o.output_dir) / name).string();
+  return fs::path(data).replace_extension(".cal").string();
 }
 
-// Applies the settings given on the command line; the others keep the
-// defaults the construction of `cal` installed.
-void ApplySettings(const CalibrateOptions& o, ClsProbeCalibration& cal) {
-  if (o.gain_opt->count()) cal.InitialProbeGain(o.gain);
-  if (o.max_iterations_opt->count()) {
-    cal.IterationMaxNumber(static_cast<std::uint8_t>(o.max_iterations));
+// Whether two paths name the same file (an existing one, or the same place).
+bool SameFile(const std::string& a, const std::string& b) {
+  std::error_code ec;
+  if (fs::equivalent(a, b, ec)) return true;
+  const fs::path ca = fs::weakly_canonical(a, ec);
+  if (ec) return false;
+  const fs::path cb = fs::weakly_canonical(b, ec);
+  return !ec && ca == cb;
+}
+
+Outcome CalibrateOne(const std::string& data, const std::string& output, const Options& options) {
+  Outcome outcome{data, output, std::nullopt, {}, std::nullopt, nullptr, {}};
+  try {
+    outcome.calibration = calibrate_file(data, options);
+  } catch (const Error& e) {
+    outcome.failure = e.text();
+    outcome.code = e.code();
+    outcome.failed_report =
+        e.report() != nullptr ? std::make_shared<RunReport>(*e.report()) : nullptr;
+    return outcome;
   }
-  if (o.convergence_opt->count()) cal.ConvergenceDetectionMethod(ConvergenceMethod(o.convergence));
-  if (o.gradient_tol_opt->count()) cal.ConvergenceGradientNormValue(o.gradient_tol);
-  if (o.sphere_tol_opt->count()) cal.ConvergenceSphereValue(o.sphere_tol);
-  if (o.poly_tol_opt->count()) cal.ConvergencePolyParamValue(o.poly_tol);
-  if (o.mu_opt->count()) cal.Mu(o.mu);
-  if (o.nu_opt->count()) cal.nu(o.nu);
-  if (o.head_a_opt->count()) cal.InitialHX7a(o.head_a);
-  if (o.head_b_opt->count()) cal.InitialHX7b(o.head_b);
-  if (o.head_a_dir_opt->count()) cal.LetHX7aDir(o.head_a_dir[0], o.head_a_dir[1], o.head_a_dir[2]);
-  if (o.head_b_dir_opt->count()) cal.LetHX7bDir(o.head_b_dir[0], o.head_b_dir[1], o.head_b_dir[2]);
-  if (o.offsets_opt->count()) cal.LetProbeOffsets(o.offsets[0], o.offsets[1], o.offsets[2]);
+  try {
+    outcome.calibration->save(output);
+  } catch (const Error& e) {
+    outcome.save_failure = e.text();
+  }
+  return outcome;
 }
 
-std::string DefaultCalibrationFile(const std::string& data) {
-  return std::filesystem::path(data).replace_extension(".cal").string();
+Json OutcomeJson(const Outcome& r, const Options& options) {
+  Json j = JsonHead("calibrate");
+  j["input"] = r.data;
+  j["output"] = r.output;
+  j["settings"] = FitOptions::SettingsJson(options);
+  if (r.calibration) {
+    j["result"] = "OK";
+    j["error_code"] = nullptr;
+    Append(j, FitJson(*r.calibration));
+  } else {
+    j["result"] = r.failure;
+    j["error_code"] = to_string(*r.code);
+    const RunReport* report = r.failed_report.get();
+    j["samples"] = report != nullptr && report->samples > 0 ? Json(report->samples) : Json(nullptr);
+    j["order"] = options.order;
+    for (const char* key : {"fit_rms_um", "fit_min_um", "fit_max_um", "sphere", "iterations"})
+      j[key] = nullptr;
+    j["stop_reason"] = report != nullptr ? Json(ToString(report->stop_reason)) : Json(nullptr);
+    for (const char* key : {"planes", "bidirectional_planes", "uncertainty"}) j[key] = nullptr;
+    j["warnings"] = Json::array();
+    j["history"] = Json::array();
+  }
+  j["file"] = r.calibration && r.save_failure.empty() ? Json(r.output) : Json(nullptr);
+  j["save_error"] = r.save_failure.empty() ? Json(nullptr) : Json(r.save_failure);
+  return j;
+}
+
+int OutcomeStatus(const Outcome& r, bool strict) {
+  if (!r.calibration || !r.save_failure.empty()) return kExitFailure;
+  return FitStatus(*r.calibration, strict);
+}
+
+int ReportOne(const Outcome& r, const CalibrateOptions& o, const Options& options) {
+  if (o.json) PrintJson(OutcomeJson(r, options));
+  if (!r.calibration) return Fail(r.failure);
+  if (!o.json) {
+    PrintField("Result", "OK");
+    PrintFit(*r.calibration);
+    PrintField("Written", r.save_failure.empty() ? r.output : "no");
+    PrintWarnings(r.calibration->warnings());
+  }
+  if (!r.save_failure.empty()) return Fail(r.save_failure);
+  return OutcomeStatus(r, o.strict);
+}
+
+std::string Cell(std::string text, std::size_t width, bool right = true) {
+  if (text.size() >= width) return text;
+  const std::string pad(width - text.size(), ' ');
+  return right ? pad + text : text + pad;
+}
+
+// One line per file: result, FitRMS, expanded uncertainties, warnings.
+void PrintTable(const std::vector<Outcome>& outcomes) {
+  std::size_t width = 4;
+  for (const Outcome& r : outcomes) width = std::max(width, r.data.size());
+  std::cout << Cell("file", width, false)
+            << "  result  FitRMS/\u00b5m  normal/\u00b5m  across/\u00b5m  "
+            << "warnings\n";
+  for (const Outcome& r : outcomes) {
+    std::cout << Cell(r.data, width, false) << "  ";
+    if (!r.calibration) {
+      std::cout << r.failure << '\n';
+      continue;
+    }
+    const FitUncertainty& u = r.calibration->uncertainty();
+    std::string codes;
+    for (const Warning& w : r.calibration->warnings()) codes += (codes.empty() ? "" : ",") + w.code;
+    if (!r.save_failure.empty()) codes += (codes.empty() ? "" : ",") + std::string("not-written");
+    std::cout
+        << Cell(r.save_failure.empty() ? "OK" : "OK*", 6, false)
+        << Cell(Format("%.4f", Micrometres(r.calibration->statistics().rms)), 10)
+        << Cell(u.available ? Format("%.2f", 2.0 * Micrometres(u.at_samples.normal.p95)) : "-", 11)
+        << Cell(u.available ? Format("%.1f", 2.0 * Micrometres(u.at_samples.across.p95)) : "-", 11)
+        << "  " << (codes.empty() ? "-" : codes) << '\n';
+  }
+}
+
+std::vector<Outcome> CalibrateAll(const CalibrateOptions& o, const Options& options) {
+  std::vector<Outcome> outcomes(o.data.size());
+  std::atomic<std::size_t> next{0};
+  const auto worker = [&] {
+    for (std::size_t i = next++; i < o.data.size(); i = next++)
+      outcomes[i] = CalibrateOne(o.data[i], OutputFor(o, o.data[i]), options);
+  };
+  const unsigned hardware = std::max(1u, std::thread::hardware_concurrency());
+  const std::size_t threads = std::min<std::size_t>(
+      o.data.size(), o.jobs > 0 ? static_cast<std::size_t>(o.jobs) : hardware);
+  std::vector<std::thread> pool;
+  for (std::size_t t = 1; t < threads; ++t) pool.emplace_back(worker);
+  worker();
+  for (std::thread& t : pool) t.join();
+  return outcomes;
 }
 
 int RunCalibrate(const CalibrateOptions& o) {
-  ClsProbeCalibration cal;
-  ApplySettings(o, cal);
-  cal.ProgressDisplay(o.progress);
-
-  std::uint8_t order = static_cast<std::uint8_t>(o.order);
-  std::string result = cal.OptimiseFromFile(o.data, order);
-  const RunReport& report = LastRunReport();
-  const std::string file = o.output.empty() ? DefaultCalibrationFile(o.data) : o.output;
-  if (result == "OK") result = cal.SaveCalibrationFunctions(file);
-
-  if (result != "OK") {
-    return Fail(result, o.json,
-                {{"samples", report.samples},
-                 {"order", order},
-                 {"stop_reason", ToString(report.stop_reason)}});
-  }
-
-  const Triple centre{cal.SphereCentre(1), cal.SphereCentre(2), cal.SphereCentre(3)};
-  if (o.json) {
-    Json history = Json::array();
-    for (const IterationRecord& it : report.iterations) {
-      history.push_back({{"iteration", it.iteration},
-                         {"S", it.S},
-                         {"fit_rms_um", Micrometres(it.FitRMS)},
-                         {"fit_min_um", Micrometres(it.FitMin)},
-                         {"fit_max_um", Micrometres(it.FitMax)},
-                         {"mu", it.Mu},
-                         {"rejected_trials", it.rejected_trials}});
+  const Options options = o.fit.Resolve();
+  options.validate();
+  for (const std::string& data : o.data) {
+    if (SameFile(data, OutputFor(o, data))) {
+      std::cerr << "tavric calibrate: the calibration file " << OutputFor(o, data)
+                << " would replace the data file " << data << "; give another with -o or "
+                << "--output-dir\n";
+      return kExitUsage;
     }
-    PrintJson({{"result", result},
-               {"samples", report.samples},
-               {"order", order},
-               {"fit_rms_um", Micrometres(cal.FitRMS())},
-               {"fit_min_um", Micrometres(cal.FitMin())},
-               {"fit_max_um", Micrometres(cal.FitMax())},
-               {"sphere", {{"centre", centre}, {"radius", cal.SphereRadius()}}},
-               {"iterations", report.outer_iterations},
-               {"stop_reason", ToString(report.stop_reason)},
-               {"file", file},
-               {"history", history}});
-    return kExitOk;
   }
-  PrintField("Result", result);
-  PrintField("Samples", std::to_string(report.samples));
-  PrintField("Order", std::to_string(order));
-  PrintField("FitRMS", Format("%.4f", Micrometres(cal.FitRMS())) + " \u00b5m");
-  PrintField("FitMin", Format("%.4f", Micrometres(cal.FitMin())) + " \u00b5m");
-  PrintField("FitMax", Format("%.4f", Micrometres(cal.FitMax())) + " \u00b5m");
-  PrintField("Sphere centre", FormatTriple("%.6f", centre) + " mm");
-  PrintField("Sphere radius", Format("%.6f", cal.SphereRadius()) + " mm");
-  PrintField("Optimiser", std::string(ToString(report.stop_reason)) + " after " +
-                              std::to_string(report.outer_iterations) + " iterations");
-  PrintField("Written", file);
-  return kExitOk;
+  if (!o.output_dir.empty()) {
+    std::error_code ec;
+    fs::create_directories(o.output_dir, ec);
+  }
+  const std::vector<Outcome> outcomes = CalibrateAll(o, options);
+  if (outcomes.size() == 1) return ReportOne(outcomes.front(), o, options);
+
+  int status = kExitOk;
+  for (const Outcome& r : outcomes) {
+    const int s = OutcomeStatus(r, o.strict);
+    if (s == kExitFailure || (s == kExitWarnings && status == kExitOk)) status = s;
+    if (o.json) std::cout << OutcomeJson(r, options).dump() << '\n';
+  }
+  if (!o.json) PrintTable(outcomes);
+  for (const Outcome& r : outcomes) {
+    if (!r.calibration) std::cerr << r.data << ": " << r.failure << '\n';
+    if (!r.save_failure.empty()) std::cerr << r.data << ": " << r.save_failure << '\n';
+  }
+  return status;
 }
 
 }  // namespace
 
 Command AddCalibrate(CLI::App& app) {
   auto o = std::make_shared<CalibrateOptions>();
-  ReadDefaults(*o);
   CLI::App* sub = app.add_subcommand(
-      "calibrate", "Fit a calibration to a data file (marked or generic layout) and save it");
-  sub->add_option("DATA", o->data, "Calibration data file")->required()->check(CLI::ExistingFile);
-  sub->add_option("-o,--output", o->output,
-                  "Calibration file to write (default: DATA with the extension .cal)")
-      ->type_name("CALFILE");
-  sub->add_option("--order", o->order, "Order of the calibration polynomial")
-      ->check(CLI::Range(1, 3))
+      "calibrate",
+      "Fit a calibration to data files (marked or generic layout) and save it; several files "
+      "are calibrated on several threads");
+  sub->add_option("DATA", o->data, "Calibration data files")->required()->check(CLI::ExistingFile);
+  CLI::Option* output =
+      sub->add_option(
+             "-o,--output", o->output,
+             "Calibration file to write (one DATA only; default: DATA with the extension .cal)")
+          ->type_name("CALFILE");
+  sub->add_option("--output-dir", o->output_dir,
+                  "Write each calibration into this folder, named after its data file (.cal)")
+      ->type_name("DIR")
+      ->excludes(output);
+  sub->add_option("-j,--jobs", o->jobs,
+                  "Calibrate this many files at once (0: one per processor core)")
+      ->check(CLI::NonNegativeNumber)
       ->capture_default_str();
-  o->gain_opt =
-      sub->add_option("--gain", o->gain, "Initial probe gain, mm per count")->capture_default_str();
-  o->max_iterations_opt =
-      sub->add_option("--max-iterations", o->max_iterations,
-                      "Iteration limit: at most this many + 1 outer iterations run")
-          ->check(CLI::Range(0, 255))
-          ->capture_default_str();
-  o->convergence_opt = sub->add_option("--convergence", o->convergence,
-                                       "Stop test: gradient norm, parameter stability or both")
-                           ->check(CLI::IsMember({"gradient", "parameters", "both"}))
-                           ->capture_default_str();
-  o->gradient_tol_opt =
-      sub->add_option("--gradient-tol", o->gradient_tol, "Gradient norm counted as converged")
-          ->capture_default_str();
-  o->sphere_tol_opt = sub->add_option("--sphere-tol", o->sphere_tol, "Stable sphere step, mm")
-                          ->capture_default_str();
-  o->poly_tol_opt =
-      sub->add_option("--poly-tol", o->poly_tol, "Stable polynomial coefficient step (x 1000)")
-          ->capture_default_str();
-  o->mu_opt =
-      sub->add_option("--mu", o->mu, "Levenberg-Marquardt damping Mu")->capture_default_str();
-  o->nu_opt = sub->add_option("--nu", o->nu, "Levenberg-Marquardt damping factor nu")
-                  ->capture_default_str();
-  o->head_a_opt = sub->add_option("--head-a", o->head_a, "Initial head A angle, degrees")
-                      ->type_name("DEG")
-                      ->capture_default_str();
-  o->head_b_opt = sub->add_option("--head-b", o->head_b, "Initial head B angle, degrees")
-                      ->type_name("DEG")
-                      ->capture_default_str();
-  o->head_a_dir_opt =
-      sub->add_option("--head-a-dir", o->head_a_dir, "Head A axis of rotation (at B = 0)")
-          ->delimiter(',')
-          ->type_name("I,J,K")
-          ->capture_default_str();
-  o->head_b_dir_opt = sub->add_option("--head-b-dir", o->head_b_dir, "Head B axis of rotation")
-                          ->delimiter(',')
-                          ->type_name("I,J,K")
-                          ->capture_default_str();
-  o->offsets_opt = sub->add_option("--offsets", o->offsets, "Probe offsets, counts")
-                       ->delimiter(',')
-                       ->type_name("P,Q,R")
-                       ->capture_default_str();
-  sub->add_flag("--progress", o->progress, "Show the optimisation's progress on standard error");
-  sub->add_flag("--json", o->json, "Print the result as one JSON object");
+  o->fit.Add(*sub);
+  sub->add_flag("--json", o->json,
+                "Print the result as one JSON object (one per line for several files)");
+  sub->add_flag("--strict", o->strict, "Exit with status 3 when the calibration raises a warning");
+  sub->callback([o, output] {
+    if (o->data.size() > 1 && output->count() > 0)
+      throw CLI::ValidationError("-o",
+                                 "one calibration file for several data files; use --output-dir");
+    if (o->data.size() > 1 && o->fit.Resolve().show_progress)
+      throw CLI::ValidationError("--progress",
+                                 "the progress display shows one data file at a time");
+  });
   return {sub, [o] { return RunCalibrate(*o); }};
 }
 

@@ -2,10 +2,12 @@
 //
 // Each Add... function registers one subcommand on the application and
 // returns it with the function that runs it once the command line has been
-// parsed.
-// A run returns the process's exit status: 0 when the library said "OK", 1
-// when it returned a failure text (written unchanged on standard error).
-// Usage errors (status 2) are found by the parser before any run starts.
+// parsed. A run returns the process's exit status:
+//   0  the library said "OK" (and, with --strict, raised no warning);
+//   1  the library returned a failure text (written unchanged on standard
+//      error), or the data would be refused (check);
+//   2  a usage error, found by the parser before any run starts;
+//   3  --strict was given and the calibration raised a warning.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -19,6 +21,7 @@ namespace tavric::cli {
 inline constexpr int kExitOk = 0;
 inline constexpr int kExitFailure = 1;
 inline constexpr int kExitUsage = 2;
+inline constexpr int kExitWarnings = 3;
 
 using Triple = std::array<double, 3>;
 // JSON objects keep their keys in the order they were written.
@@ -33,7 +36,11 @@ Command AddCalibrate(CLI::App& app);
 Command AddTransform(CLI::App& app);
 Command AddShow(CLI::App& app);
 Command AddCheck(CLI::App& app);
+Command AddVerify(CLI::App& app);
 Command AddSimulate(CLI::App& app);
+
+// The tool's name and version, e.g. "tavric 1.0.0".
+std::string ToolVersion();
 
 // Writes a failure text of the library on standard error, unchanged, and
 // returns kExitFailure.
@@ -52,6 +59,13 @@ std::string Full(double value);
 
 // Writes a JSON object on standard output, indented, with a final line end.
 void PrintJson(const Json& value);
+
+// The head of every JSON object the tool prints: the version of its layout
+// ("schema"), the tool's version and the subcommand.
+Json JsonHead(const char* command);
+
+// Appends the members of the object `from` to the object `to`, in order.
+void Append(Json& to, const Json& from);
 
 // Writes "caption : text" with the captions of one block aligned.
 void PrintField(const std::string& caption, const std::string& text);

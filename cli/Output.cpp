@@ -2,8 +2,13 @@
 #include <iostream>
 
 #include "Commands.h"
+#include "tavric/Version.h"
 
 namespace tavric::cli {
+
+// The version of the layout of the JSON objects; it changes only when a key
+// is removed or changes its meaning.
+constexpr int kJsonSchema = 1;
 
 int Fail(const std::string& text) {
   std::cerr << text << '\n';
@@ -40,6 +45,19 @@ std::string FormatTriple(const char* format, const Triple& values) {
 std::string Full(double value) { return Format("%.15g", value); }
 
 void PrintJson(const Json& value) { std::cout << value.dump(2) << '\n'; }
+
+std::string ToolVersion() {
+  return "tavric " + std::to_string(version::kMajor) + "." + std::to_string(version::kMinor) + "." +
+         std::to_string(version::kRevision);
+}
+
+void Append(Json& to, const Json& from) {
+  for (auto it = from.begin(); it != from.end(); ++it) to[it.key()] = it.value();
+}
+
+Json JsonHead(const char* command) {
+  return {{"schema", kJsonSchema}, {"tool", ToolVersion()}, {"command", command}};
+}
 
 void PrintField(const std::string& caption, const std::string& text) {
   constexpr std::size_t kWidth = 14;

@@ -36,15 +36,18 @@ int RunSimulate(SimulateOptions& o) {
 
   const int samples = simulated.data.Extent2();
   if (o.json) {
-    Json j = {{"result", result},
-              {"file", o.output},
-              {"layout", o.layout},
-              {"samples", samples},
-              {"scans", simulated.truth.scans.size()},
-              {"sphere", {{"centre", simulated.truth.centre}, {"radius", simulated.truth.radius}}},
-              {"order", simulated.truth.order},
-              {"seed", simulated.truth.seed}};
-    if (!o.truth.empty()) j["truth"] = o.truth;
+    Json j = JsonHead("simulate");
+    j["input"] = nullptr;
+    j["output"] = o.output;
+    j["result"] = result;
+    j["file"] = o.output;
+    j["layout"] = o.layout;
+    j["samples"] = samples;
+    j["scans"] = simulated.truth.scans.size();
+    j["sphere"] = {{"centre", simulated.truth.centre}, {"radius", simulated.truth.radius}};
+    j["order"] = simulated.truth.order;
+    j["seed"] = simulated.truth.seed;
+    j["truth"] = o.truth.empty() ? Json(nullptr) : Json(o.truth);
     PrintJson(j);
     return kExitOk;
   }

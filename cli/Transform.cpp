@@ -1,4 +1,6 @@
-// tavric transform: converts probe readings with a saved calibration.
+// tavric transform: converts probe readings with a saved calibration into
+// the probe's physical deflection (the polynomial without its constant term
+// at the readings minus the probe offsets).
 #include <charconv>
 #include <fstream>
 #include <iostream>
@@ -7,7 +9,7 @@
 #include <vector>
 
 #include "Commands.h"
-#include "tavric/ClsProbeCalibration.h"
+#include "LoadCalibration.h"
 #include "tavric/DataFile.h"
 
 namespace tavric::cli {
@@ -60,54 +62,51 @@ std::string ReadReadings(std::istream& in, const std::string& name, std::vector<
   return {};
 }
 
-Triple Deflection(const ClsProbeCalibration& cal, const Triple& reading) {
-  Triple d{};
-  cal.Transform(reading[0], reading[1], reading[2], d[0], d[1], d[2]);
-  return d;
-}
-
-// A failed run; with --json the object names the calibration file.
-int Failure(const TransformOptions& o, const std::string& text) {
-  return Fail(text, o.json, {{"calibration", o.calibration}});
-}
-
 void PrintLine(const Triple& v) {
   std::cout << Full(v[0]) << ',' << Full(v[1]) << ',' << Full(v[2]) << '\n';
 }
 
-int TransformReadings(const TransformOptions& o, const ClsProbeCalibration& cal) {
+int TransformReadings(const TransformOptions& o, const Calibration& cal) {
   std::vector<Triple> readings;
   if (!o.readings.empty()) {
     readings.push_back({o.readings[0], o.readings[1], o.readings[2]});
   } else if (o.input == "-") {
     const std::string error = ReadReadings(std::cin, "<stdin>", readings);
-    if (!error.empty()) return Failure(o, error);
+    if (!error.empty()) return Fail(error);
   } else {
     std::ifstream in(o.input, std::ios::binary);
-    if (!in) return Failure(o, o.input + ": cannot be opened");
+    if (!in) return Fail(o.input + ": cannot be opened");
     const std::string error = ReadReadings(in, o.input, readings);
-    if (!error.empty()) return Failure(o, error);
+    if (!error.empty()) return Fail(error);
   }
 
   Json points = Json::array();
   for (const Triple& reading : readings) {
-    const Triple d = Deflection(cal, reading);
+    const Triple d = cal.deflection(reading);
     if (o.json) {
       points.push_back({{"reading", reading}, {"deflection", d}});
     } else {
       PrintLine(d);
     }
   }
-  if (o.json) PrintJson({{"result", "OK"}, {"calibration", o.calibration}, {"points", points}});
+  if (o.json) {
+    Json j = JsonHead("transform");
+    j["input"] = o.input.empty() ? Json(nullptr) : Json(o.input);
+    j["output"] = nullptr;
+    j["result"] = "OK";
+    j["calibration"] = o.calibration;
+    j["points"] = points;
+    PrintJson(j);
+  }
   return kExitOk;
 }
 
 // Every sample of a data file: its tip centre, machine position + deflection.
-int TransformData(const TransformOptions& o, const ClsProbeCalibration& cal) {
+int TransformData(const TransformOptions& o, const Calibration& cal) {
   DataArray data;
   std::string layout;
   const std::string read = ReadCalibrationDataFile(o.data, data, &layout);
-  if (read != "OK") return Failure(o, read);
+  if (read != "OK") return Fail(read);
 
   const std::int32_t first = data.LBound(2);
   const std::int32_t last = data.UBound(2);
@@ -115,7 +114,7 @@ int TransformData(const TransformOptions& o, const ClsProbeCalibration& cal) {
   for (std::int32_t k = first; k <= last; ++k) {
     const Triple reading{data(1, k), data(2, k), data(3, k)};
     const Triple position{data(4, k), data(5, k), data(6, k)};
-    const Triple d = Deflection(cal, reading);
+    const Triple d = cal.deflection(reading);
     const Triple tip{position[0] + d[0], position[1] + d[1], position[2] + d[2]};
     if (o.json) {
       points.push_back(
@@ -125,22 +124,25 @@ int TransformData(const TransformOptions& o, const ClsProbeCalibration& cal) {
     }
   }
   if (o.json) {
-    PrintJson({{"result", "OK"},
-               {"calibration", o.calibration},
-               {"data", o.data},
-               {"layout", layout},
-               {"samples", last - first + 1},
-               {"points", points}});
+    Json j = JsonHead("transform");
+    j["input"] = o.data;
+    j["output"] = nullptr;
+    j["result"] = "OK";
+    j["calibration"] = o.calibration;
+    j["data"] = o.data;
+    j["layout"] = layout;
+    j["samples"] = last - first + 1;
+    j["points"] = points;
+    PrintJson(j);
   }
   return kExitOk;
 }
 
 int RunTransform(const TransformOptions& o) {
-  ClsProbeCalibration cal;
-  const std::string loaded = cal.LoadCalibrationFunctions(o.calibration);
-  if (loaded != "OK") return Failure(o, loaded);
-  if (!o.data.empty()) return TransformData(o, cal);
-  return TransformReadings(o, cal);
+  const std::optional<Calibration> cal = LoadOrExplain(o.calibration);
+  if (!cal) return kExitFailure;
+  if (!o.data.empty()) return TransformData(o, *cal);
+  return TransformReadings(o, *cal);
 }
 
 }  // namespace

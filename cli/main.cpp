@@ -1,15 +1,16 @@
 // tavric: the command-line tool of the Tavric probe calibration library.
 //
-// Subcommands: calibrate, transform, show, check, simulate, version. Every
-// number it prints comes from the library. Exit status: 0 when the library
-// said "OK", 1 when it returned a failure text or raised an error, 2 for a
-// usage error.
+// Subcommands: calibrate, transform, show, check, verify, simulate, version.
+// Every number it prints comes from the library. Exit status: 0 when the
+// library said "OK", 1 when it returned a failure text or raised an error, 2
+// for a usage error, 3 when --strict was given and a warning was raised.
 #include <exception>
 #include <iostream>
 #include <vector>
 
 #include "Commands.h"
 #include "tavric/ClsProbeCalibration.h"
+#include "tavric/Error.h"
 #include "tavric/RuntimeError.h"
 
 namespace {
@@ -25,7 +26,7 @@ int main(int argc, char** argv) {
   app.set_version_flag("--version", LibraryVersion());
 
   const std::vector<Command> commands = {AddCalibrate(app), AddTransform(app), AddShow(app),
-                                         AddCheck(app), AddSimulate(app)};
+                                         AddCheck(app),     AddVerify(app),    AddSimulate(app)};
   app.add_subcommand("version", "Print the library's version");
 
   try {
@@ -43,6 +44,9 @@ int main(int argc, char** argv) {
     for (const Command& command : commands) {
       if (command.subcommand->parsed()) return command.run();
     }
+  } catch (const tavric::Error& e) {
+    std::cerr << e.text() << '\n';
+    return e.code() == tavric::ErrorCode::kInvalidOption ? kExitUsage : kExitFailure;
   } catch (const tavric::RuntimeError& e) {
     return Fail("Error " + std::to_string(e.Number()) + " : " + e.Description());
   } catch (const std::exception& e) {

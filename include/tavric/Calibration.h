@@ -117,6 +117,9 @@ struct Options {
   // one parameter fewer.
   std::optional<double> known_radius;
   WarningThresholds thresholds;
+  // Show the optimisation's progress while it runs (the progress display: a
+  // panel on standard error).
+  bool show_progress = false;
 
   // Throws Error (kInvalidOption) naming the first setting out of range.
   void validate() const;

@@ -251,6 +251,12 @@ std::string TruthJson(const GroundTruth& truth);
 // "WriteTruthJson error <number> : <description>".
 std::string WriteTruthJson(const std::string& path, const GroundTruth& truth);
 
+// Reads a truth file written by WriteTruthJson back (sphere, order, offsets,
+// first-order matrix, coefficients, scans, seed; no per-sample arrays).
+// Throws tavric::Error (ErrorCode::kLoadFailed) naming the file and what is
+// wrong with it.
+GroundTruth ReadTruthJson(const std::string& path);
+
 // Replaces every value by the value its written text (15 significant
 // digits) reads back as, so the array equals what a reader of either file
 // layout produces.

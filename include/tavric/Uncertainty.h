@@ -60,7 +60,10 @@ struct WeakDirection {
   // What it is: "gain-radius", "rotation", "gain-anisotropy", "centre",
   // "higher-order" or "mixed".
   std::string kind;
-  // The same for a reader, e.g. "rotation of the probe's axes about Z".
+  // What it is for a reader, e.g. "rotation of the probe's axes about Z",
+  // and the same followed by what it mixes and how much it moves the
+  // deflection.
+  std::string summary;
   std::string description;
   // The parameters it mixes most, largest share first, with their shares
   // (squared components of the scaled unit vector; all shares sum to 1).

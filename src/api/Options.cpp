@@ -92,6 +92,7 @@ void ApplyOptions(const Options& o, ClsProbeCalibration& cal, ProjectState& cont
   const Vec3& offsets = o.probe_offsets;
   if (offsets[0] != 0.0 || offsets[1] != 0.0 || offsets[2] != 0.0)
     cal.LetProbeOffsets(offsets[0], offsets[1], offsets[2]);
+  cal.ProgressDisplay(o.show_progress);
   context.held_radius = o.known_radius;
 }
 

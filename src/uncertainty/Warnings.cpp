@@ -73,7 +73,7 @@ std::vector<Warning> diagnose(const RunReport& report, const WarningThresholds& 
   const double across95 = 2.0 * u.at_samples.across.p95;
   if (across95 > t.across_uncertainty) {
     std::string why;
-    if (!u.weakest.empty()) why = " The weakest direction: " + u.weakest.front().description + ".";
+    if (!u.weakest.empty()) why = " The weakest direction: " + u.weakest.front().summary + ".";
     Add(w, "across-uncertainty",
         "The deflection across the sphere's normal is uncertain by up to \u00b1" +
             Micrometres(across95) + " (95 %), more than the \u00b1" +

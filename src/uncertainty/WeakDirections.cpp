@@ -185,6 +185,7 @@ void Explain(const Eigen::VectorXd& v, const Eigen::VectorXd& step, const Eigen:
   const Eigen::VectorXd shares = v.cwiseAbs2();
   auto [kind, what] = Classify(shares, step, fitted, layout, reach);
   effect.kind = kind;
+  effect.summary = what;
 
   std::vector<std::size_t> order(static_cast<std::size_t>(shares.size()));
   std::iota(order.begin(), order.end(), std::size_t{0});

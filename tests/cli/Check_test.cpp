@@ -51,17 +51,21 @@ TEST(CliCheck, TextSaysTheExampleIsAccepted) {
   }
 }
 
-TEST(CliCheck, TwoPlanesAreReportedAsNotAccepted) {
+TEST(CliCheck, TwoPlanesAreReportedAsNotAcceptedAndFailLikeACalibration) {
   TempDir dir;
   sim::Scenario scenario;
   scenario.plan.planes = 1;
   scenario.plan.total_samples = 1000;
   ASSERT_EQ(sim::WriteGenericDataFile(dir.File("two.txt"), sim::Simulate(scenario).data), "OK");
   const auto r = RunCli({"check", dir.File("two.txt")});
-  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "Bi-directionnal scans detection error.\n");
   EXPECT_TRUE(Contains(r.out, "Planes        : 2 (2 scanned in both senses)\n")) << r.out;
   EXPECT_TRUE(Contains(r.out, "Accepted      : no")) << r.out;
-  EXPECT_EQ(Json(RunCli({"check", dir.File("two.txt"), "--json"}))["accepted"], false);
+  const auto j = RunCli({"check", dir.File("two.txt"), "--json"});
+  EXPECT_EQ(j.status, 1);
+  EXPECT_EQ(Json(j)["accepted"], false);
+  EXPECT_EQ(Json(j)["fit"]["error_code"], "scan-path-rejected");
 }
 
 TEST(CliCheck, AFileInNeitherLayoutFailsWithTheReadersText) {

@@ -1,0 +1,25 @@
+#include "LoadCalibration.h"
+
+#include <iostream>
+
+#include "tavric/DataFile.h"
+
+namespace tavric::cli {
+
+std::optional<Calibration> LoadOrExplain(const std::string& path) {
+  try {
+    return load(path);
+  } catch (const Error& e) {
+    std::cerr << e.text() << '\n';
+    if (e.code() == ErrorCode::kNotACalibration) {
+      DataArray data;
+      std::string layout;
+      if (ReadCalibrationDataFile(path, data, &layout) == "OK")
+        std::cerr << "hint: " << path << " is a calibration data file (" << layout
+                  << " layout); calibrate it first with: tavric calibrate " << path << '\n';
+    }
+    return std::nullopt;
+  }
+}
+
+}  // namespace tavric::cli
