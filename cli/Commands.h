@@ -45,10 +45,15 @@ std::string ToolVersion();
 // Writes a failure text of the library on standard error, unchanged, and
 // returns kExitFailure.
 int Fail(const std::string& text);
-// The same for a run that may have been asked for JSON: when `json` is set it
-// first prints one JSON object on standard output, {"result": text} followed
-// by `fields`.
-int Fail(const std::string& text, bool json, const Json& fields);
+
+// The JSON object of a failed run of `command` (show, transform, verify,
+// simulate): the head of its objects, its input and output, and the failure
+// text as "result".
+Json FailureJson(const char* command, const Json& input, const Json& output,
+                 const std::string& text);
+// Fail(text), after printing FailureJson(...) when the run was asked for JSON.
+int Fail(const std::string& text, bool json, const char* command, const Json& input,
+         const Json& output);
 
 // printf-style formatting of one number (e.g. Format("%.4f", x)).
 std::string Format(const char* format, double value);

@@ -6,10 +6,12 @@
 
 namespace tavric::cli {
 
-std::optional<Calibration> LoadOrExplain(const std::string& path) {
+std::optional<Calibration> LoadOrExplain(const std::string& path, bool json, const char* command,
+                                         const Json& input) {
   try {
     return load(path);
   } catch (const Error& e) {
+    if (json) PrintJson(FailureJson(command, input, nullptr, e.text()));
     std::cerr << e.text() << '\n';
     if (e.code() == ErrorCode::kNotACalibration) {
       DataArray data;

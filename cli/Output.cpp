@@ -15,12 +15,18 @@ int Fail(const std::string& text) {
   return kExitFailure;
 }
 
-int Fail(const std::string& text, bool json, const Json& fields) {
-  if (json) {
-    Json object = {{"result", text}};
-    for (const auto& [key, value] : fields.items()) object[key] = value;
-    PrintJson(object);
-  }
+Json FailureJson(const char* command, const Json& input, const Json& output,
+                 const std::string& text) {
+  Json j = JsonHead(command);
+  j["input"] = input;
+  j["output"] = output;
+  j["result"] = text;
+  return j;
+}
+
+int Fail(const std::string& text, bool json, const char* command, const Json& input,
+         const Json& output) {
+  if (json) PrintJson(FailureJson(command, input, output, text));
   return Fail(text);
 }
 
