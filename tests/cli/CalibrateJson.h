@@ -1,35 +1,38 @@
-// Compares the JSON that `tavric calibrate --json` printed with a run of the
-// library, key by key (so that keys added later do not disturb it).
+// Compares the fit that `tavric calibrate --json` (or the "fit" object of
+// `tavric check --json`) printed with a calibration made by the library,
+// key by key (so that keys added later do not disturb it).
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
 
-#include "tavric/ClsProbeCalibration.h"
-#include "tavric/RunReport.h"
+#include "tavric/Calibration.h"
 
 namespace tavric::testing {
 
 // `j` holds the result, sample count, order, fit statistics (µm), sphere,
-// iteration count, stop reason and per-iteration history of the run that
-// left `cal` and `report` behind.
-inline void ExpectCalibrateJsonHoldsTheRun(const nlohmann::json& j, const std::string& result,
-                                           int order, const ClsProbeCalibration& cal,
-                                           const RunReport& report) {
-  EXPECT_EQ(j["result"], result);
+// iteration count, stop reason, scan planes, warnings and per-iteration
+// history of `cal`.
+inline void ExpectFitJsonHoldsTheCalibration(const nlohmann::json& j, const Calibration& cal) {
+  const RunReport& report = cal.run_report();
+  EXPECT_EQ(j["result"], "OK");
   EXPECT_EQ(j["samples"], report.samples);
-  EXPECT_EQ(j["order"], order);
-  EXPECT_EQ(j["stop_reason"], ToString(report.stop_reason));
-  if (result != "OK") return;
-  EXPECT_EQ(j["fit_rms_um"].get<double>(), cal.FitRMS() * 1000.0);
-  EXPECT_EQ(j["fit_min_um"].get<double>(), cal.FitMin() * 1000.0);
-  EXPECT_EQ(j["fit_max_um"].get<double>(), cal.FitMax() * 1000.0);
-  for (std::uint8_t i = 1; i <= 3; ++i) {
-    EXPECT_EQ(j["sphere"]["centre"][i - 1].get<double>(), cal.SphereCentre(i));
-  }
-  EXPECT_EQ(j["sphere"]["radius"].get<double>(), cal.SphereRadius());
+  EXPECT_EQ(j["order"], cal.order());
+  EXPECT_EQ(j["fit_rms_um"].get<double>(), cal.statistics().rms * 1000.0);
+  EXPECT_EQ(j["fit_min_um"].get<double>(), cal.statistics().min * 1000.0);
+  EXPECT_EQ(j["fit_max_um"].get<double>(), cal.statistics().max * 1000.0);
+  EXPECT_EQ(j["sphere"]["centre"], nlohmann::json(cal.sphere().centre));
+  EXPECT_EQ(j["sphere"]["radius"].get<double>(), cal.sphere().radius);
+  EXPECT_EQ(j["sphere"]["radius_held"], report.radius_held);
   EXPECT_EQ(j["iterations"], report.outer_iterations);
+  EXPECT_EQ(j["stop_reason"], ToString(report.stop_reason));
+  EXPECT_EQ(j["planes"], report.planes);
+  EXPECT_EQ(j["bidirectional_planes"], report.bidirectional_planes);
+  ASSERT_EQ(j["warnings"].size(), cal.warnings().size()) << j["warnings"];
+  for (std::size_t i = 0; i < cal.warnings().size(); ++i) {
+    EXPECT_EQ(j["warnings"][i]["code"], cal.warnings()[i].code);
+  }
   ASSERT_EQ(j["history"].size(), report.iterations.size());
   for (std::size_t i = 0; i < report.iterations.size(); ++i) {
     const IterationRecord& it = report.iterations[i];

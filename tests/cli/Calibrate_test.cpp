@@ -3,8 +3,8 @@
 
 #include "CalibrateJson.h"
 #include "CliRun.h"
+#include "tavric/Calibration.h"
 #include "tavric/ClsProbeCalibration.h"
-#include "tavric/RunReport.h"
 #include "tavric/ScanSimulator.h"
 
 namespace tavric {
@@ -27,16 +27,17 @@ TEST(CliCalibrate, JsonOutputHoldsTheLibrarysNumbers) {
   ASSERT_EQ(r.status, 0) << r.err;
   const auto j = Json(r);
 
-  ClsProbeCalibration cal;
-  std::uint8_t order = 3;
-  ASSERT_EQ(cal.OptimiseFromFile(kMarked, order), "OK");
-  testing::ExpectCalibrateJsonHoldsTheRun(j, "OK", 3, cal, LastRunReport());
+  testing::ExpectFitJsonHoldsTheCalibration(j, calibrate_file(kMarked));
   EXPECT_EQ(j["samples"], 4000);
   EXPECT_EQ(j["file"], file);
 
-  // The file written is the one the library writes for the same run.
+  // The file written is the one the library's literal class writes for the
+  // same data.
+  ClsProbeCalibration literal;
+  std::uint8_t order = 3;
+  ASSERT_EQ(literal.OptimiseFromFile(kMarked, order), "OK");
   const std::string own = dir.File("library.cal");
-  ASSERT_EQ(cal.SaveCalibrationFunctions(own), "OK");
+  ASSERT_EQ(literal.SaveCalibrationFunctions(own), "OK");
   EXPECT_EQ(ReadFileBytes(file), ReadFileBytes(own));
 }
 
@@ -137,6 +138,50 @@ TEST(CliCalibrate, ProgressDisplayGoesToStandardErrorAndChangesNoNumber) {
     b.erase(named);
   }
   EXPECT_EQ(a, b);
+}
+
+TEST(CliCalibrate, SeveralFilesAreCalibratedAsEachAloneIntoTheFolder) {
+  // Two scans (the example, and a first-order one) on two threads give the
+  // files each gives alone, named after the data files, in the folder.
+  TempDir dir;
+  std::filesystem::copy_file(kMarked, dir.File("first.txt"));
+  sim::Scenario scenario;
+  scenario.calibration.order = 1;
+  scenario.plan.total_samples = 1500;
+  ASSERT_EQ(sim::WriteGenericDataFile(dir.File("second.txt"), sim::Simulate(scenario).data), "OK");
+  const auto r = RunCli({"calibrate", dir.File("first.txt"), dir.File("second.txt"), "--output-dir",
+                         dir.File("out"), "--jobs", "2", "--order", "1"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  for (const char* name : {"first", "second"}) {
+    const std::string alone = dir.File(std::string(name) + "-alone.cal");
+    ASSERT_EQ(
+        RunCli({"calibrate", dir.File(std::string(name) + ".txt"), "-o", alone, "--order", "1"})
+            .status,
+        0);
+    const std::string together = ReadFileBytes(dir.File("out/" + std::string(name) + ".cal"));
+    EXPECT_FALSE(together.empty()) << name;
+    EXPECT_TRUE(together == ReadFileBytes(alone)) << name << ".cal differs";
+  }
+}
+
+// A threshold below the example's normal uncertainty (0.31 um) raises a
+// warning: the status is 3 with --strict, 0 without, for both subcommands
+// that fit.
+TEST(CliStrict, AWarningGivesStatusThreeOnlyWithStrict) {
+  TempDir dir;
+  for (const char* subcommand : {"calibrate", "check"}) {
+    const std::vector<std::string> args = {
+        subcommand, kMarked, "-o", dir.File("a.cal"), "--max-normal-uncertainty", "0.1"};
+    std::vector<std::string> run = args;
+    if (std::string(subcommand) == "check") run.erase(run.begin() + 2, run.begin() + 4);
+    const auto lenient = RunCli(run);
+    EXPECT_EQ(lenient.status, 0) << subcommand << ": " << lenient.err;
+    EXPECT_TRUE(Contains(lenient.out, "[normal-uncertainty]")) << lenient.out;
+    run.push_back("--strict");
+    EXPECT_EQ(RunCli(run).status, 3) << subcommand;
+    run.erase(run.end() - 3, run.end() - 1);  // without the threshold: no warning
+    EXPECT_EQ(RunCli(run).status, 0) << subcommand;
+  }
 }
 
 TEST(CliCalibrate, AFileInNeitherLayoutFailsWithTheLibrarysText) {

@@ -66,6 +66,15 @@ Keys KeysOf(const OrderedJson& object) {
   return keys;
 }
 
+// The failure text of a failed run's object: its "result", or, after a
+// result of "OK", calibrate's "save_error" or check's failed "fit".
+std::string FailureText(const OrderedJson& j) {
+  if (j.value("result", "") != "OK") return j.value("result", "");
+  if (j.contains("save_error") && j["save_error"].is_string()) return j["save_error"];
+  if (j.contains("fit") && j["fit"].is_object()) return j["fit"].value("result", "");
+  return "OK";
+}
+
 class FailureJson : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -102,9 +111,9 @@ class FailureJson : public ::testing::Test {
       return j;
     }
     EXPECT_EQ(KeysOf(j), documented->second) << r.out;
-    const std::string text =
-        j.value("result", "") == "OK" ? j.value("sphere_result", "") : j.value("result", "");
-    EXPECT_EQ(text + "\n", r.err);
+    const std::string text = FailureText(j);
+    EXPECT_NE(text, "OK");
+    EXPECT_EQ(r.err.rfind(text + "\n", 0), 0u) << "standard error: " << r.err;
     return j;
   }
 
@@ -115,7 +124,7 @@ class FailureJson : public ::testing::Test {
 TEST_F(FailureJson, TheDocsListTheKeysOfEverySubcommandThatCanFail) {
   Keys subcommands;
   for (const auto& [subcommand, keys] : documented_) subcommands.push_back(subcommand);
-  EXPECT_EQ(subcommands, (Keys{"calibrate", "check", "show", "simulate", "transform"}));
+  EXPECT_EQ(subcommands, (Keys{"calibrate", "check", "show", "simulate", "transform", "verify"}));
 }
 
 TEST_F(FailureJson, CalibrateOfDataInNeitherLayout) {
@@ -135,16 +144,19 @@ TEST_F(FailureJson, CheckOfAnUnreadableFile) {
   EXPECT_EQ(j["accepted"], false);
 }
 
-TEST_F(FailureJson, CheckWhoseSphereFitFailsLeavesOutTheSphereAndScans) {
+TEST_F(FailureJson, CheckWhoseSphereFitFailsHasNoSphereOrScans) {
   const auto j = ExpectDocumentedFailure("check", {dir_.File("three.txt")});
   EXPECT_EQ(j["result"], "OK");
   EXPECT_EQ(j["sphere_result"], "Sphere fit failure : Initial parameter computation");
   EXPECT_EQ(j["samples"], 3);
+  for (const char* key : {"sphere", "scans", "planes", "bidirectional_planes"})
+    EXPECT_TRUE(j[key].is_null()) << key << ": " << j[key];
+  EXPECT_EQ(j["fit"]["error_code"], "sphere-fit-failed");
 }
 
 TEST_F(FailureJson, ShowOfAFileThatIsNoCalibration) {
   const auto j = ExpectDocumentedFailure("show", {dir_.File("empty.cal")});
-  EXPECT_EQ(j["file"], dir_.File("empty.cal"));
+  EXPECT_EQ(j["input"], dir_.File("empty.cal"));
 }
 
 TEST_F(FailureJson, TransformWithAFileThatIsNoCalibration) {
@@ -156,16 +168,27 @@ TEST_F(FailureJson, TransformOfALineThatIsNoReading) {
   const std::string calibration = GoodCalibration();
   const auto j =
       ExpectDocumentedFailure("transform", {calibration, "-i", dir_.File("readings.txt")});
-  EXPECT_EQ(j["calibration"], calibration);
+  EXPECT_EQ(j["input"], dir_.File("readings.txt"));
 }
 
 TEST_F(FailureJson, TransformOfDataInNeitherLayout) {
   ExpectDocumentedFailure("transform", {GoodCalibration(), "--data", dir_.File("notes.txt")});
 }
 
+TEST_F(FailureJson, VerifyWithAFileThatIsNoCalibration) {
+  ExpectDocumentedFailure(
+      "verify", {dir_.File("empty.cal"), "--truth", testing::Example("sphere-scan-truth.json")});
+}
+
+TEST_F(FailureJson, VerifyWithATruthFileThatIsNone) {
+  const auto j =
+      ExpectDocumentedFailure("verify", {GoodCalibration(), "--truth", dir_.File("notes.txt")});
+  EXPECT_EQ(j["command"], "verify");
+}
+
 TEST_F(FailureJson, SimulateThatCannotWriteItsFile) {
   const auto j = ExpectDocumentedFailure("simulate", {"-o", dir_.File("no/dir/a.txt")});
-  EXPECT_EQ(j["layout"], "marked");
+  EXPECT_EQ(j["output"], dir_.File("no/dir/a.txt"));
 }
 
 }  // namespace

@@ -1,8 +1,10 @@
 // Every option of every subcommand, one row per option with a value other
 // than its default: the run must give what the library gives with the same
 // setting, and something other than the run without the option. Dropping an
-// option, or wiring it to another setting, fails its row. A last test holds
-// the tables against the options the tool lists in its help.
+// option, or wiring it to another setting, fails its row. The options of a
+// fit are checked through both subcommands that fit (calibrate, check). A
+// last test holds the tables against the options the tool lists in its help.
+#include <cctype>
 #include <functional>
 #include <map>
 #include <set>
@@ -10,8 +12,7 @@
 
 #include "CalibrateJson.h"
 #include "CliRun.h"
-#include "tavric/ClsProbeCalibration.h"
-#include "tavric/RunReport.h"
+#include "tavric/Calibration.h"
 #include "tavric/ScanSimulator.h"
 
 namespace tavric {
@@ -30,134 +31,175 @@ Args Concat(Args a, const Args& b) {
   return a;
 }
 
-// --- calibrate -------------------------------------------------------------------
+// --- the options of a fit: calibrate and check ------------------------------------
 
 const std::string kMarked = Example("sphere-scan-marked.txt");
 
-struct CalibrateOption {
+struct FitOption {
   const char* name;
   // The option and its value.
   Args option;
   // Other options without which the option shows no effect on this data (a
   // tolerance only matters to the stop test that reads it).
-  Args context{};
-  // The same settings, context included, through the library.
-  std::function<void(ClsProbeCalibration&)> apply;
-  std::uint8_t order = 3;
+  Args context;
+  // The same settings, context included, given to the library.
+  std::function<void(Options&)> apply;
 };
 
-void PrintTo(const CalibrateOption& row, std::ostream* os) { *os << row.name; }
+void PrintTo(const FitOption& row, std::ostream* os) { *os << row.name; }
 
 // On the example: with the default stop test (both) the optimiser runs into
 // its iteration limit after 11 iterations; each context below makes the
-// option's value decide when it stops.
-const CalibrateOption kCalibrateOptions[] = {
-    {"Order", {"--order", "2"}, {}, [](ClsProbeCalibration&) {}, 2},
-    {"Gain",
-     {"--gain", "0.00007"},
-     {},
-     [](ClsProbeCalibration& c) { c.InitialProbeGain(0.00007); }},
-    {"MaxIterations",
-     {"--max-iterations", "3"},
-     {},
-     [](ClsProbeCalibration& c) { c.IterationMaxNumber(3); }},
+// option's value decide when it stops. The uncertainty thresholds are set
+// below what the example reaches, so that they raise warnings.
+const FitOption kFitOptions[] = {
+    {"Order", {"--order", "2"}, {}, [](Options& o) { o.order = 2; }},
+    {"Gain", {"--gain", "0.00007"}, {}, [](Options& o) { o.initial_probe_gain = 0.00007; }},
+    {"MaxIterations", {"--max-iterations", "3"}, {}, [](Options& o) { o.max_iterations = 3; }},
     {"ConvergenceGradient",
      {"--convergence", "gradient"},
      {"--gradient-tol", "0.1"},
-     [](ClsProbeCalibration& c) {
-       c.ConvergenceGradientNormValue(0.1);
-       c.ConvergenceDetectionMethod(E_GradientNorm);
+     [](Options& o) {
+       o.gradient_tolerance = 0.1;
+       o.convergence = ConvergenceTest::kGradient;
      }},
     {"ConvergenceParameters",
      {"--convergence", "parameters"},
      {"--poly-tol", "1e-6"},
-     [](ClsProbeCalibration& c) {
-       c.ConvergencePolyParamValue(1e-6);
-       c.ConvergenceDetectionMethod(E_ParameterStable);
+     [](Options& o) {
+       o.polynomial_tolerance = 1e-6;
+       o.convergence = ConvergenceTest::kParameters;
      }},
     {"GradientTol",
      {"--gradient-tol", "0.1"},
      {"--convergence", "gradient"},
-     [](ClsProbeCalibration& c) {
-       c.ConvergenceDetectionMethod(E_GradientNorm);
-       c.ConvergenceGradientNormValue(0.1);
+     [](Options& o) {
+       o.convergence = ConvergenceTest::kGradient;
+       o.gradient_tolerance = 0.1;
      }},
     {"SphereTol",
      {"--sphere-tol", "0.001"},
      {"--convergence", "parameters", "--poly-tol", "1e-4"},
-     [](ClsProbeCalibration& c) {
-       c.ConvergenceDetectionMethod(E_ParameterStable);
-       c.ConvergencePolyParamValue(1e-4);
-       c.ConvergenceSphereValue(0.001);
+     [](Options& o) {
+       o.convergence = ConvergenceTest::kParameters;
+       o.polynomial_tolerance = 1e-4;
+       o.sphere_tolerance = 0.001;
      }},
     {"PolyTol",
      {"--poly-tol", "1e-6"},
      {"--convergence", "parameters"},
-     [](ClsProbeCalibration& c) {
-       c.ConvergenceDetectionMethod(E_ParameterStable);
-       c.ConvergencePolyParamValue(1e-6);
+     [](Options& o) {
+       o.convergence = ConvergenceTest::kParameters;
+       o.polynomial_tolerance = 1e-6;
      }},
-    {"Mu", {"--mu", "0.01"}, {}, [](ClsProbeCalibration& c) { c.Mu(0.01); }},
-    {"Nu", {"--nu", "3"}, {}, [](ClsProbeCalibration& c) { c.nu(3.0); }},
-    {"HeadA", {"--head-a", "5"}, {}, [](ClsProbeCalibration& c) { c.InitialHX7a(5.0); }},
-    {"HeadB", {"--head-b", "5"}, {}, [](ClsProbeCalibration& c) { c.InitialHX7b(5.0); }},
+    {"Mu", {"--mu", "0.01"}, {}, [](Options& o) { o.mu = 0.01; }},
+    {"Nu", {"--nu", "3"}, {}, [](Options& o) { o.nu = 3.0; }},
+    {"HeadA", {"--head-a", "5"}, {}, [](Options& o) { o.head.a_deg = 5.0; }},
+    {"HeadB", {"--head-b", "5"}, {}, [](Options& o) { o.head.b_deg = 5.0; }},
     {"HeadADir",
      {"--head-a-dir", "0,1,0"},
      {"--head-a", "5"},
-     [](ClsProbeCalibration& c) {
-       c.InitialHX7a(5.0);
-       c.LetHX7aDir(0.0, 1.0, 0.0);
+     [](Options& o) {
+       o.head.a_deg = 5.0;
+       o.head.a_axis = {0.0, 1.0, 0.0};
      }},
     {"HeadBDir",
      {"--head-b-dir", "1,0,0"},
      {"--head-b", "5"},
-     [](ClsProbeCalibration& c) {
-       c.InitialHX7b(5.0);
-       c.LetHX7bDir(1.0, 0.0, 0.0);
+     [](Options& o) {
+       o.head.b_deg = 5.0;
+       o.head.b_axis = {1.0, 0.0, 0.0};
      }},
     {"Offsets",
      {"--offsets", "10,-20,30"},
      {},
-     [](ClsProbeCalibration& c) { c.LetProbeOffsets(10.0, -20.0, 30.0); }},
+     [](Options& o) {
+       o.probe_offsets = {10.0, -20.0, 30.0};
+     }},
+    {"Radius", {"--radius", "12.5"}, {}, [](Options& o) { o.known_radius = 12.5; }},
+    {"MaxNormalUncertainty",
+     {"--max-normal-uncertainty", "0.1"},
+     {},
+     [](Options& o) { o.thresholds.normal_uncertainty = 0.0001; }},
+    {"MaxAcrossUncertainty",
+     {"--max-across-uncertainty", "10"},
+     {},
+     [](Options& o) { o.thresholds.across_uncertainty = 0.01; }},
 };
 
-class CalibrateOptionRow : public ::testing::TestWithParam<CalibrateOption> {
- protected:
-  // `tavric calibrate` of the example with `args` and --json; returns its
-  // JSON without the file name, and the calibration file's bytes.
-  static std::pair<nlohmann::json, std::string> Run(const Args& args) {
-    TempDir dir;
-    const auto r = RunCli(Concat({"calibrate", kMarked, "-o", dir.File("a.cal"), "--json"}, args));
-    EXPECT_EQ(r.status, 0) << r.err;
-    nlohmann::json j = Json(r);
-    j.erase("file");
-    return {j, ReadFileBytes(dir.File("a.cal"))};
-  }
+// A fit option given to one of the subcommands that fit.
+struct FitOptionCase {
+  std::string subcommand;
+  FitOption row;
 };
 
-TEST_P(CalibrateOptionRow, GivesTheLibrarysRunWithTheSameSetting) {
-  const CalibrateOption& row = GetParam();
-  const auto [json, file] = Run(Concat(row.context, row.option));
+void PrintTo(const FitOptionCase& c, std::ostream* os) {
+  *os << static_cast<char>(std::toupper(c.subcommand[0])) << c.subcommand.substr(1) << c.row.name;
+}
 
-  ClsProbeCalibration cal;
-  row.apply(cal);
-  std::uint8_t order = row.order;
-  const std::string result = cal.OptimiseFromFile(kMarked, order);
-  testing::ExpectCalibrateJsonHoldsTheRun(json, result, row.order, cal, LastRunReport());
+std::vector<FitOptionCase> FitOptionCases() {
+  std::vector<FitOptionCase> cases;
+  for (const char* subcommand : {"calibrate", "check"})
+    for (const FitOption& row : kFitOptions) cases.push_back({subcommand, row});
+  return cases;
+}
+
+// `tavric SUBCOMMAND` of the example with `args` and --json: the fit it
+// printed (calibrate's object, check's "fit") and, for calibrate, the
+// calibration file's bytes.
+struct FitRun {
+  nlohmann::json fit;
+  std::string file;
+};
+
+FitRun RunFit(const std::string& subcommand, const Args& args) {
   TempDir dir;
-  ASSERT_EQ(cal.SaveCalibrationFunctions(dir.File("library.cal")), "OK");
-  EXPECT_TRUE(file == ReadFileBytes(dir.File("library.cal"))) << "the calibration files differ";
+  Args command = {subcommand, kMarked, "--json"};
+  if (subcommand == "calibrate") command = Concat(command, {"-o", dir.File("a.cal")});
+  const auto r = RunCli(Concat(command, args));
+  EXPECT_EQ(r.status, 0) << r.err;
+  const nlohmann::json j = Json(r);
+  if (subcommand == "check") return {j["fit"], {}};
+  return {j, ReadFileBytes(dir.File("a.cal"))};
 }
 
-TEST_P(CalibrateOptionRow, ChangesTheRun) {
-  const CalibrateOption& row = GetParam();
-  const auto with = Run(Concat(row.context, row.option));
-  const auto without = Run(row.context);
-  EXPECT_NE(with.first, without.first) << "the JSON is the same without " << row.option[0];
-  EXPECT_NE(with.second, without.second) << "the file is the same without " << row.option[0];
+// The part of a fit that the settings decide: the fit without the names of
+// the files and the echo of the settings.
+nlohmann::json Outcome(nlohmann::json fit) {
+  for (const char* key : {"schema", "tool", "command", "input", "output", "settings", "file"})
+    fit.erase(key);
+  return fit;
 }
 
-INSTANTIATE_TEST_SUITE_P(Calibrate, CalibrateOptionRow, ::testing::ValuesIn(kCalibrateOptions));
+class FitOptionRow : public ::testing::TestWithParam<FitOptionCase> {};
+
+TEST_P(FitOptionRow, GivesTheLibrarysFitWithTheSameSetting) {
+  const FitOptionCase& c = GetParam();
+  const FitRun run = RunFit(c.subcommand, Concat(c.row.context, c.row.option));
+  Options options;
+  c.row.apply(options);
+  const Calibration cal = calibrate_file(kMarked, options);
+  testing::ExpectFitJsonHoldsTheCalibration(run.fit, cal);
+  if (c.subcommand == "calibrate") {
+    TempDir dir;
+    cal.save(dir.File("library.cal"));
+    EXPECT_TRUE(run.file == ReadFileBytes(dir.File("library.cal"))) << "the files differ";
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(FitOptions, FitOptionRow, ::testing::ValuesIn(FitOptionCases()));
+
+// Each row is one that shows: the option changes the fit (or its warnings).
+class FitOptionEffect : public ::testing::TestWithParam<FitOption> {};
+
+TEST_P(FitOptionEffect, ChangesTheFit) {
+  const FitOption& row = GetParam();
+  const FitRun with = RunFit("calibrate", Concat(row.context, row.option));
+  const FitRun without = RunFit("calibrate", row.context);
+  EXPECT_NE(Outcome(with.fit), Outcome(without.fit)) << "the same fit without " << row.option[0];
+}
+
+INSTANTIATE_TEST_SUITE_P(FitOptions, FitOptionEffect, ::testing::ValuesIn(kFitOptions));
 
 // --- simulate ---------------------------------------------------------------------
 
@@ -276,15 +318,24 @@ INSTANTIATE_TEST_SUITE_P(Simulate, SimulateOptionRow, ::testing::ValuesIn(kSimul
 // input), each with the test that checks it.
 const std::map<std::pair<std::string, std::string>, std::string> kTestedElsewhere = {
     {{"calibrate", "--output"}, "CliCalibrate.JsonOutputHoldsTheLibrarysNumbers"},
+    {{"calibrate", "--output-dir"},
+     "CliCalibrate.SeveralFilesAreCalibratedAsEachAloneIntoTheFolder"},
+    {{"calibrate", "--jobs"}, "CliCalibrate.SeveralFilesAreCalibratedAsEachAloneIntoTheFolder"},
     {{"calibrate", "--json"}, "CliCalibrate.JsonOutputHoldsTheLibrarysNumbers"},
+    {{"calibrate", "--strict"}, "CliStrict.AWarningGivesStatusThreeOnlyWithStrict"},
     {{"calibrate", "--progress"},
      "CliCalibrate.ProgressDisplayGoesToStandardErrorAndChangesNoNumber"},
     {{"check", "--json"}, "CliCheck.JsonHoldsTheLibrarysReportForTheMarkedExample"},
+    {{"check", "--strict"}, "CliStrict.AWarningGivesStatusThreeOnlyWithStrict"},
+    {{"check", "--progress"}, "CliCheck.ProgressDisplayGoesToStandardErrorAndChangesNoNumber"},
     {{"show", "--json"}, "CliShow.JsonHoldsTheLibrarysCalibration"},
     {{"transform", "READING"}, "CliTransform.AReadingOnTheCommandLineGivesTheLibrarysDeflection"},
     {{"transform", "--input"}, "CliTransform.AFileOfReadingsGivesOneLinePerReading"},
     {{"transform", "--data"}, "CliTransform.ADataFileGivesEachSamplesPositionPlusItsDeflection"},
     {{"transform", "--json"}, "CliTransform.JsonGivesEveryDigit"},
+    {{"verify", "--data"}, "CliVerify.WithDataItComparesAtTheSamplesOfTheFile"},
+    {{"verify", "--reach"}, "CliVerify.TheReachSetsTheSizeOfTheComparedDeflections"},
+    {{"verify", "--json"}, "CliVerify.JsonHoldsTheLibrarysComparisonOfTheExample"},
     {{"simulate", "--json"}, "CliSimulate.EveryOptionReachesTheScenario"},
 };
 
@@ -321,10 +372,13 @@ bool TestExists(const std::string& full_name) {
 
 TEST(CliOptions, EveryOptionOfEverySubcommandHasARowOrATest) {
   std::map<std::string, std::set<std::string>> rows;
-  for (const CalibrateOption& row : kCalibrateOptions) rows["calibrate"].insert(row.option[0]);
+  for (const FitOption& row : kFitOptions) {
+    rows["calibrate"].insert(row.option[0]);
+    rows["check"].insert(row.option[0]);
+  }
   for (const SimulateOption& row : kSimulateOptions) rows["simulate"].insert(row.option[0]);
   for (const char* subcommand :
-       {"calibrate", "check", "show", "transform", "simulate", "version"}) {
+       {"calibrate", "check", "show", "transform", "verify", "simulate", "version"}) {
     const std::set<std::string> listed = OptionalOptions(subcommand);
     for (const std::string& option : listed) {
       if (rows[subcommand].count(option) != 0) continue;
