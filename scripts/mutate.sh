@@ -188,19 +188,37 @@ mutation "run report calls the iteration limit convergence" \
   src/solvers/RunReport.cpp 'return "iteration limit";' 'return "converged";' cli
 
 # The command-line tool.
-mutation "--mu option no longer applied" \
-  cli/Calibrate.cpp 'if (o.mu_opt->count()) cal.Mu(o.mu);' 'if (o.mu_opt->count()) {}' cli
-mutation "--head-b applied with the head-A value" \
-  cli/Calibrate.cpp 'cal.InitialHX7b(o.head_b);' 'cal.InitialHX7b(o.head_a);' cli
-mutation "--offsets not applied" \
-  cli/Calibrate.cpp 'cal.LetProbeOffsets(o.offsets[0], o.offsets[1], o.offsets[2]);' \
-  '(void)o.offsets;' cli
+mutation "--mu applied as nu" \
+  cli/FitOptions.cpp 'sub.add_option("--mu", o.mu,' 'sub.add_option("--mu", o.nu,' cli
+mutation "--head-b applied to the head-A angle" \
+  cli/FitOptions.cpp 'sub.add_option("--head-b", o.head.b_deg,' \
+  'sub.add_option("--head-b", o.head.a_deg,' cli
+mutation "--radius ignored" \
+  cli/FitOptions.cpp 'if (radius_option_->count() > 0) o.known_radius = radius_;' '(void)radius_;' \
+  cli
+mutation "--max-across-uncertainty read as the normal threshold" \
+  cli/FitOptions.cpp 'o.thresholds.across_uncertainty = max_across_um_ / 1000.0;' \
+  'o.thresholds.normal_uncertainty = max_across_um_ / 1000.0;' cli
 mutation "calibrate prints FitRMS with 3 decimals" \
-  cli/Calibrate.cpp 'PrintField("FitRMS", Format("%.4f"' 'PrintField("FitRMS", Format("%.3f"' cli
+  cli/Results.cpp 'PrintField("FitRMS", Format("%.4f"' 'PrintField("FitRMS", Format("%.3f"' cli
+mutation "uncertainty line shows the standard, not the expanded, uncertainty" \
+  cli/Results.cpp 'const double um = 2.0 * Micrometres(standard_mm);' \
+  'const double um = 1.0 * Micrometres(standard_mm);' cli
+mutation "--strict ignored" \
+  cli/Results.cpp 'return strict && !cal.warnings().empty() ? kExitWarnings : kExitOk;' \
+  'return kExitOk;' cli
 mutation "check --json keeps the sphere keys after a failed fit" \
-  cli/Check.cpp 'if (fitted) {' 'if (r.result == "OK") {' cli
+  cli/Check.cpp 'const bool fitted = r.result == "OK" && r.sphere_result == "OK";' \
+  'const bool fitted = r.result == "OK";' cli
 mutation "show --json prints no object when loading fails" \
-  cli/Show.cpp 'return Fail(loaded, o.json, {{"file", o.calibration}});' 'return Fail(loaded);' cli
+  cli/LoadCalibration.cpp 'if (json) PrintJson(FailureJson(command, input, nullptr, e.text()));' \
+  '(void)json;' cli
+mutation "calibrate --output-dir ignored" \
+  cli/Calibrate.cpp 'if (!o.output_dir.empty()) return (fs::path(o.output_dir) / name).string();' \
+  'if (false) return (fs::path(o.output_dir) / name).string();' cli
+mutation "verify --reach ignored" \
+  cli/Verify.cpp 'const VerificationReport v = verify(*cal, truth, samples, o.reach);' \
+  'const VerificationReport v = verify(*cal, truth, samples);' cli
 mutation "simulate --no-equator ignored" \
   cli/Simulate.cpp 'o.scenario.plan.include_equator = !o.no_equator;' \
   'o.scenario.plan.include_equator = true;' cli
