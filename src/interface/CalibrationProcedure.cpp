@@ -157,7 +157,7 @@ std::string RunCalibration(const Array2<double>& data, Byte& order) {
   if (result == "OK") {
     result = model->Iterate();
     if (result == "OK") {
-      AnalyseFit(*model, s.run_report);
+      if (s.analyse_fit) AnalyseFit(*model, s.run_report);
     } else {
       s.run_report.failed_stage = RunStage::kOptimiser;
     }
