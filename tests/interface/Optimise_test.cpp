@@ -181,6 +181,42 @@ TEST(Optimise, MoreThan32767SamplesOverflow) {
   EXPECT_EQ(cal.Optimise(big, order), "Optimise Error 6 : Overflow");
 }
 
+// The samples of `data` (bounds 1 To 6, 1 To n) with the samples' bounds
+// moved to (first To first + n - 1).
+DataArray WithSampleBounds(const DataArray& data, int first) {
+  const int n = data.UBound(2);
+  DataArray moved(1, 6, first, first + n - 1);
+  for (int f = 1; f <= 6; ++f)
+    for (int k = 1; k <= n; ++k) moved(f, first + k - 1) = data(f, k);
+  return moved;
+}
+
+TEST(Optimise, SampleBoundsBeyondSixteenBitsOverflow) {
+  const auto s = Simulate(1, 2000, false);
+  for (int first : {32768, 32767, -50000, -32769}) {
+    ClsProbeCalibration cal;
+    cal.Mu(0.5);
+    Byte order = 1;
+    EXPECT_EQ(cal.Optimise(WithSampleBounds(s.data, first), order), "Optimise Error 6 : Overflow")
+        << "first sample at " << first;
+    EXPECT_EQ(cal.Mu(), 0.0001);
+  }
+}
+
+TEST(Optimise, SampleBoundsAtTheSixteenBitLimitsCalibrate) {
+  const auto s = Simulate(2, 2000, true);
+  ClsProbeCalibration cal;
+  Byte order = 2;
+  ASSERT_EQ(cal.Optimise(s.data, order), "OK");
+  const Array2<double> one_based = State().polynomial->Coeff();
+  // The last sample at 32,767, and the first at -32,768.
+  for (int first : {32767 - 1999, -32768}) {
+    ClsProbeCalibration again;
+    ASSERT_EQ(again.Optimise(WithSampleBounds(s.data, first), order), "OK") << first;
+    EXPECT_TRUE(State().polynomial->Coeff() == one_based) << first;
+  }
+}
+
 TEST(Optimise, AnyLowerBoundsGiveTheSameCalibration) {
   const auto s = Simulate(2, 2000, true);
   ClsProbeCalibration cal;
@@ -343,6 +379,54 @@ TEST(Optimise, WithProgressDisplayTheStoredResultIsReturned) {
   EXPECT_EQ(last.LabStep, "Levenberg-Marquardt : \nFinished");
   EXPECT_EQ(last.ChConvergence.Value, 1);
   EXPECT_EQ(last.Label10[3], FormatFixed(cal.SphereRadius(), 4));
+}
+
+TEST(Optimise, WithProgressDisplayCheckingPathYieldsOnce) {
+  const auto s = Simulate(1, 2000, false);
+  auto view = std::make_shared<HeadlessProgressView>();
+  SetProgressView(view);
+  ClsProbeCalibration cal;
+  cal.ProgressDisplay(true);
+  Byte order = 1;
+  const std::string result = cal.Optimise(s.data, order);
+  SetProgressView(nullptr);
+  ASSERT_EQ(result, "OK");
+  // The yields from the update that shows "Checking Path" up to the one
+  // that shows the fitted sphere (the scan-path check runs in between).
+  using Call = HeadlessProgressView::Call;
+  const auto& contents = view->Contents();
+  std::size_t content = 0;
+  int yields_while_checking = 0;
+  for (const Call call : view->Calls()) {
+    if (call == Call::kShow || call == Call::kUpdate) {
+      const ProgressWindowContent& shown = contents[content++];
+      if (yields_while_checking > 0 && !shown.Label10[0].empty()) break;
+      if (shown.LabStep == "Checking Path") ++yields_while_checking;
+    } else if (call == Call::kPumpMessages && yields_while_checking > 0) {
+      ++yields_while_checking;
+    }
+  }
+  EXPECT_EQ(yields_while_checking, 1);
+}
+
+TEST(Optimise, WithProgressDisplayTheNextRunStartsFromTheDesignedWindow) {
+  const auto s = Simulate(1, 2000, false);
+  auto view = std::make_shared<HeadlessProgressView>();
+  SetProgressView(view);
+  ClsProbeCalibration cal;
+  cal.ProgressDisplay(true);
+  Byte order = 1;
+  ASSERT_EQ(cal.Optimise(s.data, order), "OK");
+  ASSERT_EQ(view->Last().ChSphereStable.Value, 1);
+  view->Clear();
+  ASSERT_EQ(cal.Optimise(s.data, order), "OK");
+  SetProgressView(nullptr);
+  // The window was unloaded after the first run: the second one shows the
+  // designed stage caption and an unchecked sphere box until they change.
+  ASSERT_FALSE(view->Contents().empty());
+  const ProgressWindowContent& first = view->Contents().front();
+  EXPECT_EQ(first.LabStep, "...");
+  EXPECT_EQ(first.ChSphereStable.Value, 0);
 }
 
 TEST(Optimise, WithProgressDisplayAFailureTextIsReturnedToo) {
