@@ -223,6 +223,7 @@ Command AddCalibrate(CLI::App& app) {
                        ->type_name("P,Q,R")
                        ->capture_default_str();
   sub->add_flag("--progress", o->progress, "Show the optimisation's progress on standard error");
+  AddDecimalCommaOption(*sub);
   sub->add_flag("--json", o->json, "Print the result as one JSON object");
   return {sub, [o] { return RunCalibrate(*o); }};
 }

@@ -68,6 +68,7 @@ Command AddCheck(CLI::App& app) {
       "check", "Check a data file: layout, samples, fitted sphere and scan planes");
   sub->add_option("DATA", o->data, "Calibration data file")->required()->check(CLI::ExistingFile);
   sub->add_flag("--json", o->json, "Print the report as one JSON object");
+  AddDecimalCommaOption(*sub);
   return {sub, [o] { return RunCheck(*o); }};
 }
 

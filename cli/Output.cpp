@@ -7,6 +7,8 @@ namespace tavric::cli {
 
 int Fail(const std::string& text) {
   std::cerr << text << '\n';
+  const std::string hint = DataFileHint(text);
+  if (!hint.empty()) std::cerr << hint << '\n';
   return kExitFailure;
 }
 
