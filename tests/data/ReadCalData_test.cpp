@@ -267,6 +267,18 @@ TEST(ReadGenericFile, ColumnNamesAreCaseSensitive) {
   EXPECT_EQ(ReadGenericFile(path, data), "Fields missing");
 }
 
+TEST(ReadGenericFile, ColumnNamesDifferingOnlyInCaseAreTwoColumns) {
+  TempDir dir;
+  const auto path = dir.File("generic.txt");
+  WriteFileBytes(path, Lines({"LOGGED PARAMETERS",
+                              "x.51 TQ800Axis0.0 TQ800Axis1.0 TQ800Axis2.0 X.51 Y.51 Z.51",
+                              "9 1 2 3 4 5 6", ""}));
+  Array2<double> data;
+  EXPECT_EQ(ReadGenericFile(path, data), "OK");
+  ExpectShape(data, 1);
+  ExpectColumn(data, 1, {1, 2, 3, 4, 5, 6});
+}
+
 TEST(ReadGenericFile, AFileWithoutLoggedParametersHoldsNoData) {
   // Lines that do not hold the start key are noted while scanning, but the
   // final result only says whether data was found.
