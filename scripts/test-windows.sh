@@ -272,21 +272,25 @@ expect_value() { # KEY VALUE-NAME EXPECTED DESCRIPTION
   got=$(reg_value "$1" "$2")
   [ "$got" = "$3" ] && pass "$4" || fail "$4: '$got', expected '$3'"
 }
-# Adds the checks of a client run (its RESULT line) to the architecture's
-# client counts.
+# Judges one run of the test client: its FAIL lines shown, a pass when it
+# exited 0 with "RESULT: N passed, 0 failed" (N > 0), and its own checks
+# added to the architecture's client counts.
 declare -A CLIENT_PASSED=() CLIENT_FAILED=()
-client_counts() { # LOG
-  local line
-  line=$(tr -d '\r' <"$1" 2>/dev/null | grep -E '^RESULT: [0-9]+ passed, [0-9]+ failed$' | tail -1 || true)
-  [[ "$line" =~ ^RESULT:\ ([0-9]+)\ passed,\ ([0-9]+)\ failed$ ]] || return 0
-  CLIENT_PASSED[$ARCH]=$((${CLIENT_PASSED[$ARCH]:-0} + BASH_REMATCH[1]))
-  CLIENT_FAILED[$ARCH]=$((${CLIENT_FAILED[$ARCH]:-0} + BASH_REMATCH[2]))
-}
-result_line_ok() { # LOG: the client's last line says nothing failed
-  local line
-  line=$(tr -d '\r' <"$1" | grep -E '^RESULT: [0-9]+ passed, [0-9]+ failed$' | tail -1 || true)
+client_run() { # LOG EXIT-CODE DESCRIPTION
+  local log=$1 rc=$2 what=$3 line
+  tr -d '\r' <"$log" 2>/dev/null | grep -E '^(FAIL|==|progress window)' || true
+  line=$(tr -d '\r' <"$log" 2>/dev/null | grep -E '^RESULT: [0-9]+ passed, [0-9]+ failed$' |
+    tail -1 || true)
   echo "${line:-no RESULT line}"
-  [[ "$line" =~ ^RESULT:\ [1-9][0-9]*\ passed,\ 0\ failed$ ]]
+  if [[ "$line" =~ ^RESULT:\ ([0-9]+)\ passed,\ ([0-9]+)\ failed$ ]]; then
+    CLIENT_PASSED[$ARCH]=$((${CLIENT_PASSED[$ARCH]:-0} + BASH_REMATCH[1]))
+    CLIENT_FAILED[$ARCH]=$((${CLIENT_FAILED[$ARCH]:-0} + BASH_REMATCH[2]))
+  fi
+  if [[ "$line" =~ ^RESULT:\ [1-9][0-9]*\ passed,\ 0\ failed$ ]] && [ "$rc" = 0 ]; then
+    pass "$ARCH: $what"
+  else
+    fail "$ARCH: $what: exit code $rc, see $log"
+  fi
 }
 same_file() { # A B DESCRIPTION
   if [ -f "$1" ] && [ -f "$2" ] && cmp -s "$1" "$2"; then
@@ -342,13 +346,7 @@ run_arch() {
   timeout 900 wine "$client" api --scan "$(winepath -w "$dir/scan.bin")" \
     --big "$(winepath -w "$dir/big.bin")" --out "$(winepath -w "$out")" "${example_args[@]}" \
     >"$dir/client-api.log" 2>&1 || rc=$?
-  tr -d '\r' <"$dir/client-api.log" | grep -E '^(FAIL|==)' || true
-  if result_line_ok "$dir/client-api.log" && [ "$rc" = 0 ]; then
-    pass "$arch: test client (api)"
-  else
-    fail "$arch: test client (api) exit code $rc, see $dir/client-api.log"
-  fi
-  client_counts "$dir/client-api.log"
+  client_run "$dir/client-api.log" "$rc" "test client (api)"
 
   log "$arch: calibration files against the Linux build"
   same_file "$COMPARE/linux-scan.cal" "$out/windows-scan.cal" \
@@ -391,12 +389,7 @@ run_arch() {
   rc=0
   timeout 600 xvfb-run -a -s "-screen 0 1024x768x24" \
     "$ROOT/scripts/test-windows.sh" __display "$dir" "$client" "$dir/scan.bin" "$out" || rc=$?
-  tr -d '\r' <"$dir/client-display.log" | grep -E '^(FAIL|==|progress window)' || true
-  if result_line_ok "$dir/client-display.log" && [ "$rc" = 0 ]; then
-    pass "$arch: progress window (texts read while running)"
-  else
-    fail "$arch: progress window exit code $rc, see $dir/client-display.log"
-  fi
+  client_run "$dir/client-display.log" "$rc" "progress window (texts read while running)"
   if [ -f "$dir/progress-window.png" ]; then
     local colours
     colours=$(convert "$dir/progress-window.png" -format '%k' info: || echo 0)
@@ -405,7 +398,6 @@ run_arch() {
   else
     fail "$arch: no screenshot of the progress window"
   fi
-  client_counts "$dir/client-display.log"
   same_file "$COMPARE/linux-scan.cal" "$out/windows-scan-display.cal" \
     "$arch: the calibration shown in the window: file identical to Linux"
   timeout 120 wineserver -w || true
@@ -415,13 +407,7 @@ run_arch() {
   timeout 600 xvfb-run -a -s "-screen 0 1024x768x24" env LC_ALL="$COMMA_LOCALE" \
     timeout 300 wine "$client" locale --scan "$(winepath -w "$dir/scan.bin")" \
     --out "$(winepath -w "$out")" >"$dir/client-locale.log" 2>&1 || rc=$?
-  tr -d '\r' <"$dir/client-locale.log" | grep -E '^(FAIL|==)' || true
-  if result_line_ok "$dir/client-locale.log" && [ "$rc" = 0 ]; then
-    pass "$arch: decimal-comma locale (data, calibration file, progress window)"
-  else
-    fail "$arch: decimal-comma locale exit code $rc, see $dir/client-locale.log"
-  fi
-  client_counts "$dir/client-locale.log"
+  client_run "$dir/client-locale.log" "$rc" "decimal-comma locale (data, calibration file, window)"
   same_file "$COMPARE/linux-scan.cal" "$out/windows-comma.cal" \
     "$arch: the scan read with decimal commas: file identical to Linux"
   timeout 120 wineserver -w || true

@@ -360,44 +360,46 @@ TEST(Optimise, AConvergedRunIsReportedAsConverged) {
   EXPECT_EQ(report.iterations.back().FitRMS, cal.FitRMS());
 }
 
-TEST(Optimise, WithProgressDisplayTheStoredResultIsReturned) {
-  const auto s = Simulate(2, 2000, false);
-  auto view = std::make_shared<HeadlessProgressView>();
-  SetProgressView(view);
+// Runs Optimise with ProgressDisplay on, shown by a headless view installed
+// for the call; returns the result text.
+std::string OptimiseDisplayed(const DataArray& data, Byte order, HeadlessProgressView& view) {
+  // The view belongs to the caller: the thread only borrows it for the call.
+  SetProgressView(std::shared_ptr<HeadlessProgressView>(&view, [](HeadlessProgressView*) {}));
   ClsProbeCalibration cal;
   cal.ProgressDisplay(true);
-  Byte order = 2;
-  const std::string result = cal.Optimise(s.data, order);
+  const std::string result = cal.Optimise(data, order);
   SetProgressView(nullptr);
+  return result;
+}
+
+TEST(Optimise, WithProgressDisplayTheStoredResultIsReturned) {
+  const auto s = Simulate(2, 2000, false);
+  HeadlessProgressView view;
+  const std::string result = OptimiseDisplayed(s.data, 2, view);
   EXPECT_EQ(result, "OK");
   EXPECT_EQ(result, State().last_result);
-  EXPECT_EQ(view->ShowCount(), 1);
-  EXPECT_FALSE(view->IsShown());
-  EXPECT_GT(view->UpdateCount(), 10);
-  const ProgressWindowContent& last = view->Last();
+  EXPECT_EQ(view.ShowCount(), 1);
+  EXPECT_FALSE(view.IsShown());
+  EXPECT_GT(view.UpdateCount(), 10);
+  const ProgressWindowContent& last = view.Last();
   EXPECT_EQ(last.Label2, "Second order optimisation on 2000 points");
   EXPECT_EQ(last.LabStep, "Levenberg-Marquardt : \nFinished");
   EXPECT_EQ(last.ChConvergence.Value, 1);
-  EXPECT_EQ(last.Label10[3], FormatFixed(cal.SphereRadius(), 4));
+  // A new instance keeps the thread's fitted sphere.
+  EXPECT_EQ(last.Label10[3], FormatFixed(ClsProbeCalibration().SphereRadius(), 4));
 }
 
 TEST(Optimise, WithProgressDisplayCheckingPathYieldsOnce) {
   const auto s = Simulate(1, 2000, false);
-  auto view = std::make_shared<HeadlessProgressView>();
-  SetProgressView(view);
-  ClsProbeCalibration cal;
-  cal.ProgressDisplay(true);
-  Byte order = 1;
-  const std::string result = cal.Optimise(s.data, order);
-  SetProgressView(nullptr);
-  ASSERT_EQ(result, "OK");
+  HeadlessProgressView view;
+  ASSERT_EQ(OptimiseDisplayed(s.data, 1, view), "OK");
   // The yields from the update that shows "Checking Path" up to the one
   // that shows the fitted sphere (the scan-path check runs in between).
   using Call = HeadlessProgressView::Call;
-  const auto& contents = view->Contents();
+  const auto& contents = view.Contents();
   std::size_t content = 0;
   int yields_while_checking = 0;
-  for (const Call call : view->Calls()) {
+  for (const Call call : view.Calls()) {
     if (call == Call::kShow || call == Call::kUpdate) {
       const ProgressWindowContent& shown = contents[content++];
       if (yields_while_checking > 0 && !shown.Label10[0].empty()) break;
@@ -411,35 +413,25 @@ TEST(Optimise, WithProgressDisplayCheckingPathYieldsOnce) {
 
 TEST(Optimise, WithProgressDisplayTheNextRunStartsFromTheDesignedWindow) {
   const auto s = Simulate(1, 2000, false);
-  auto view = std::make_shared<HeadlessProgressView>();
-  SetProgressView(view);
-  ClsProbeCalibration cal;
-  cal.ProgressDisplay(true);
-  Byte order = 1;
-  ASSERT_EQ(cal.Optimise(s.data, order), "OK");
-  ASSERT_EQ(view->Last().ChSphereStable.Value, 1);
-  view->Clear();
-  ASSERT_EQ(cal.Optimise(s.data, order), "OK");
-  SetProgressView(nullptr);
+  HeadlessProgressView view;
+  ASSERT_EQ(OptimiseDisplayed(s.data, 1, view), "OK");
+  ASSERT_EQ(view.Last().ChSphereStable.Value, 1);
+  view.Clear();
+  ASSERT_EQ(OptimiseDisplayed(s.data, 1, view), "OK");
   // The window was unloaded after the first run: the second one shows the
   // designed stage caption and an unchecked sphere box until they change.
-  ASSERT_FALSE(view->Contents().empty());
-  const ProgressWindowContent& first = view->Contents().front();
+  ASSERT_FALSE(view.Contents().empty());
+  const ProgressWindowContent& first = view.Contents().front();
   EXPECT_EQ(first.LabStep, "...");
   EXPECT_EQ(first.ChSphereStable.Value, 0);
 }
 
 TEST(Optimise, WithProgressDisplayAFailureTextIsReturnedToo) {
-  auto view = std::make_shared<HeadlessProgressView>();
-  SetProgressView(view);
-  ClsProbeCalibration cal;
-  cal.ProgressDisplay(true);
-  DataArray three(1, 6, 1, 3);
-  Byte order = 1;
-  const std::string result = cal.Optimise(three, order);
-  SetProgressView(nullptr);
-  EXPECT_EQ(result, "Sphere fit failure : Initial parameter computation");
-  EXPECT_FALSE(view->IsShown());
+  HeadlessProgressView view;
+  const DataArray three(1, 6, 1, 3);
+  EXPECT_EQ(OptimiseDisplayed(three, 1, view),
+            "Sphere fit failure : Initial parameter computation");
+  EXPECT_FALSE(view.IsShown());
 }
 
 TEST(OptimiseFromFile, AMissingFileReturnsTheGenericReadersMessage) {

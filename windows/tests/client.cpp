@@ -300,6 +300,18 @@ HRESULT CreateCalibration(Ptr<_ClsProbeCalibration>& object) {
                           object.OutVoid());
 }
 
+// Writes a calibration-functions file holding `content` to `path` and loads
+// it; returns the result text.
+std::wstring LoadWritten(_ClsProbeCalibration* cal, const std::wstring& path,
+                         const std::string& content) {
+  Check(WriteFileBytes(path, content), "write " + Utf8(FileName(path)));
+  Bstr name(path);
+  Bstr result;
+  CheckOk(cal->LoadCalibrationFunctions(name.Get(), result.Out()),
+          "LoadCalibrationFunctions " + Utf8(FileName(path)));
+  return result.Text();
+}
+
 // Runs `body` on a new single-threaded apartment, whose calibration state
 // starts fresh.
 void OnFreshApartment(const std::function<void()>& body) {
@@ -1059,16 +1071,11 @@ void EarlyBound(const Scan& scan, const std::wstring& out) {
   // A second object resets every setting of the thread, the fit statistics
   // and the polynomial; the fitted sphere stays.
   Section("early binding: a second object resets the first one's settings");
+  CheckText(LoadWritten(cal.Get(), out + L"\\statistics.cal",
+                        "\"SPHERE :\"\r\n\"X\",\"Y\",\"Z\",\"R\"\r\n1,2,3,12.5\r\n"
+                        "\"RMS\",\"MIN\",\"MAX\"\r\n0.25,-0.5,0.75\r\n"),
+            L"OK", "a sphere and fit statistics loaded");
   Bstr result;
-  {
-    const std::wstring stats_file = out + L"\\statistics.cal";
-    WriteFileBytes(stats_file,
-                   "\"SPHERE :\"\r\n\"X\",\"Y\",\"Z\",\"R\"\r\n1,2,3,12.5\r\n"
-                   "\"RMS\",\"MIN\",\"MAX\"\r\n0.25,-0.5,0.75\r\n");
-    Bstr stats_name(stats_file);
-    CheckOk(cal->LoadCalibrationFunctions(stats_name.Get(), result.Out()), "load statistics");
-    CheckText(result.Text(), L"OK", "load statistics result");
-  }
   CheckOk(cal->put_Mu(5.0), "put Mu");
   CheckOk(cal->put_nu(3.0), "put nu");
   CheckOk(cal->put_ConvergenceDetectionMethod(E_GradientNorm), "put ConvergenceDetectionMethod");
@@ -1863,13 +1870,10 @@ void UserLocale(const Scan& scan, const std::wstring& out) {
     CheckText(result.Text(), L"File reading(Generic) error 13 : Type mismatch",
               "data with periods are not numbers in this locale");
 
-    const std::wstring quoted = out + L"\\quoted-radius.cal";
-    WriteFileBytes(quoted,
-                   "\"SPHERE :\"\r\n\"X\",\"Y\",\"Z\",\"R\"\r\n1.5,2,3,\"12,5\"\r\n"
-                   "\"RMS\",\"MIN\",\"MAX\"\r\n0.25,0,0\r\n");
-    Bstr quoted_name(quoted);
-    CheckOk(cal->LoadCalibrationFunctions(quoted_name.Get(), result.Out()), "load a comma radius");
-    CheckText(result.Text(), L"OK", "a radius written with a decimal comma loads");
+    CheckText(LoadWritten(cal.Get(), out + L"\\quoted-radius.cal",
+                          "\"SPHERE :\"\r\n\"X\",\"Y\",\"Z\",\"R\"\r\n1.5,2,3,\"12,5\"\r\n"
+                          "\"RMS\",\"MIN\",\"MAX\"\r\n0.25,0,0\r\n"),
+              L"OK", "a radius written with a decimal comma loads");
     double value = 0;
     unsigned char one = 1;
     CheckOk(cal->get_SphereRadius(&value), "SphereRadius") &&
