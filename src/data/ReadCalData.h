@@ -22,7 +22,8 @@
 // (an empty line or a footer): a numeric last line runs past the end of the
 // file, and a line after the footer (a blank line, say) makes the footer data.
 //
-// Numbers are converted with the decimal separator of the current locale.
+// Numbers are converted with the decimal separator of the user's locale
+// (tavric/DecimalSeparator.h).
 // The array is grown by one column per record and never cleared first; a
 // failed read keeps the columns already added.
 #pragma once

@@ -53,9 +53,10 @@ class FormDisplay {
 
   // Shows the form modally: `on_first_focus` runs when the window first
   // receives the focus, and the modal display ends when it returns (the form
-  // unloads itself: afterwards its content is the designed window again). The view runs the display
-  // (ProgressView::RunModal); meanwhile DoEvents() pumps the view's messages, and the previous
-  // DoEvents hook is back in place afterwards, also when the callback throws.
+  // unloads itself: afterwards its content is the designed window again).
+  // The view runs the display (ProgressView::RunModal); meanwhile DoEvents()
+  // pumps the view's messages, and the previous DoEvents hook is back in
+  // place afterwards, also when the callback throws.
   void ShowModal(const std::function<void()>& on_first_focus);
 
   // Yields once to the view's message loop, handing it the current content.
