@@ -403,6 +403,9 @@ run_arch() {
   timeout 120 wineserver -w || true
 
   log "$arch: a decimal-comma user's locale (LC_ALL=$COMMA_LOCALE) under Xvfb"
+  # A second desktop session in one prefix finds no window of its own unless
+  # the prefix's Wine processes start afresh.
+  timeout 60 wineserver -k || true
   rc=0
   timeout 600 xvfb-run -a -s "-screen 0 1024x768x24" env LC_ALL="$COMMA_LOCALE" \
     timeout 300 wine "$client" locale --scan "$(winepath -w "$dir/scan.bin")" \
