@@ -18,18 +18,16 @@
 //     DIR\windows-<name>.cal per example that calibrates (OptimiseFromFile,
 //     order 3; the line "EXAMPLE <name>: <result text>" gives each result).
 //
-//   TavricComClient locale --scan SCAN.BIN --out DIR
-//     Run with a decimal-comma user's locale and a desktop: the scan written
-//     as generic data with decimal commas calibrates (DIR\windows-comma.cal),
-//     with periods it does not, a saved file's radius does not read back,
-//     and the progress window shows decimal commas.
-//
 //   TavricComClient display --scan SCAN.BIN --out DIR --ready FILE --done FILE
-//     Runs Optimise with ProgressDisplay on, reads the progress window from a
-//     second thread while it runs, and holds the window open at its second
-//     iteration: it creates the file READY and waits (at most 90 s) for the
-//     file DONE, so that a screenshot can be taken meanwhile. Writes
-//     DIR\windows-scan-display.cal.
+//     Run with a desktop and a decimal-comma user's locale. Runs Optimise
+//     with ProgressDisplay on, reads the progress window from a second thread
+//     while it runs (its values written with decimal commas), and holds the
+//     window open at its second iteration: it creates the file READY and
+//     waits (at most 90 s) for the file DONE, so that a screenshot can be
+//     taken meanwhile. Writes DIR\windows-scan-display.cal. Then the locale's
+//     other effects: the scan written as generic data with decimal commas
+//     calibrates (DIR\windows-comma.cal), with periods it does not, a saved
+//     file's radius does not read back and a quoted "12,5" does.
 //
 // SCAN.BIN: int32 N, then 6 x N doubles (P, Q, R, X, Y, Z sample after
 // sample), as linux_reference writes it.
@@ -1707,16 +1705,14 @@ LRESULT CALLBACK HoldForScreenshot(int code, WPARAM wparam, LPARAM lparam) {
   return CallNextHookEx(nullptr, code, wparam, lparam);
 }
 
-// Runs Optimise (order 3) with ProgressDisplay on while a second thread reads
-// the window into g_watch; with `hold`, the window is held open at its second
-// iteration for the screenshot.
-void WatchedOptimise(const Scan& scan, bool hold, Ptr<_ClsProbeCalibration>& cal, Bstr& result) {
-  HHOOK hook = nullptr;
-  if (hold) {
-    hook = SetWindowsHookExW(WH_CALLWNDPROC, &HoldForScreenshot, nullptr, GetCurrentThreadId());
-    Check(hook != nullptr, "message hook of the calibration thread");
-  }
+void Display(const Scan& scan, const std::wstring& out) {
+  Section("progress window");
+  HHOOK hook = SetWindowsHookExW(WH_CALLWNDPROC, &HoldForScreenshot, nullptr, GetCurrentThreadId());
+  Check(hook != nullptr, "message hook of the calibration thread");
   std::thread watcher(WatchWindow);
+
+  Ptr<_ClsProbeCalibration> cal;
+  Bstr result;
   unsigned char order = 3;
   if (CheckOk(CreateCalibration(cal), "create")) {
     CheckOk(cal->put_ProgressDisplay(VARIANT_TRUE), "put ProgressDisplay");
@@ -1726,13 +1722,6 @@ void WatchedOptimise(const Scan& scan, bool hold, Ptr<_ClsProbeCalibration>& cal
   g_watch.run_done = true;
   watcher.join();
   if (hook != nullptr) UnhookWindowsHookEx(hook);
-}
-
-void Display(const Scan& scan, const std::wstring& out) {
-  Section("progress window");
-  Ptr<_ClsProbeCalibration> cal;
-  Bstr result;
-  WatchedOptimise(scan, true, cal, result);
 
   Watch& w = g_watch;
   CheckText(result.Text(), L"OK", "Optimise with ProgressDisplay result");
@@ -1830,10 +1819,10 @@ bool HasPeriod(const std::set<std::wstring>& texts) {
                      [](const std::wstring& t) { return t.find(L'.') != std::wstring::npos; });
 }
 
-// Run with a user's locale whose decimal separator is a comma (under Wine:
-// LC_ALL=de_DE.UTF-8): data files are read with it, the calibration file is
-// written with periods and its radius alone is read back with the locale's
-// conversion, and the progress window writes commas.
+// Run after Display, with a user's locale whose decimal separator is a comma
+// (under Wine: LC_ALL=de_DE.UTF-8): data files are read with it, the
+// calibration file is written with periods and its radius alone is read back
+// with the locale's conversion, and the progress window wrote commas.
 void UserLocale(const Scan& scan, const std::wstring& out) {
   Section("the user's locale: a decimal comma");
   wchar_t separator[8] = {};
@@ -1887,17 +1876,14 @@ void UserLocale(const Scan& scan, const std::wstring& out) {
     CheckOk(cal->get_FitRMS(&value), "FitRMS") && Check(value == 0.25, "FitRMS 0.25");
   }
 
+  // The display run of this process (Display) ran under the same locale.
   Section("the user's locale: the progress window");
-  Ptr<_ClsProbeCalibration> cal;
-  Bstr result;
-  WatchedOptimise(scan, false, cal, result);
-  CheckText(result.Text(), L"OK", "Optimise with ProgressDisplay result");
   const Watch& w = g_watch;
-  if (!Check(w.found, "the progress window was found while Optimise ran")) return;
-  Check(HasComma(w.radius) && !HasPeriod(w.radius), "the radius is shown with a decimal comma (" +
+  if (!w.found) return;  // Display said so already
+  Check(HasComma(w.radius) && !HasPeriod(w.radius), "the radius was shown with a decimal comma (" +
                                                         std::to_string(w.radius.size()) +
                                                         " values read)");
-  Check(HasComma(w.rms) && !HasPeriod(w.rms), "the RMS error is shown with a decimal comma");
+  Check(HasComma(w.rms) && !HasPeriod(w.rms), "the RMS error was shown with a decimal comma");
 }
 
 // --- Main ------------------------------------------------------------------------------
@@ -1929,8 +1915,7 @@ bool Parse(int argc, wchar_t** argv, Options& o) {
       return false;
     }
   }
-  return (o.mode == L"api" || o.mode == L"display" || o.mode == L"locale") && !o.scan.empty() &&
-         !o.out.empty();
+  return (o.mode == L"api" || o.mode == L"display") && !o.scan.empty() && !o.out.empty();
 }
 
 }  // namespace
@@ -1941,7 +1926,7 @@ int wmain(int argc, wchar_t** argv) {
   Options options;
   if (!Parse(argc, argv, options)) {
     std::printf(
-        "usage: TavricComClient api|display|locale --scan FILE --out DIR [--big FILE] "
+        "usage: TavricComClient api|display --scan FILE --out DIR [--big FILE] "
         "[--example FILE]... [--ready FILE --done FILE]\n");
     return 2;
   }
@@ -1959,12 +1944,11 @@ int wmain(int argc, wchar_t** argv) {
       LateBound(scan, options.out, options.examples);
       HeadlessDisplay(scan, options.out);
       HostMessagesDuringOptimise(scan);
-    } else if (options.mode == L"locale") {
-      UserLocale(scan, options.out);
     } else {
       g_ready_file = options.ready;
       g_done_file = options.done;
       Display(scan, options.out);
+      UserLocale(scan, options.out);
     }
   }
   CoUninitialize();
