@@ -3,11 +3,18 @@
 #include <iostream>
 
 #include "tavric/DataFile.h"
+#include "tavric/DecimalSeparator.h"
 
 namespace tavric::cli {
 
 std::optional<Calibration> LoadOrExplain(const std::string& path, bool json, const char* command,
                                          const Json& input) {
+  // A calibration file holds periods whatever the locale: --decimal-comma is
+  // for data files, so the file is read with the process locale's period.
+  struct PeriodWhileLoading {
+    DecimalSeparatorSource saved = SetDecimalSeparatorSource(nullptr);
+    ~PeriodWhileLoading() { SetDecimalSeparatorSource(saved); }
+  } period;
   try {
     return load(path);
   } catch (const Error& e) {

@@ -147,6 +147,10 @@ double CDbl(std::string_view text) {
 }
 
 std::string FormatFixed(double value, int decimals) {
+  return FormatFixed(value, decimals, DecimalSeparator());
+}
+
+std::string FormatFixed(double value, int decimals, std::string_view separator) {
   if (std::isnan(value)) return "NaN";
   if (std::isinf(value)) return value < 0 ? "-Infinity" : "Infinity";
   // The exact decimal expansion of a double has at most 1074 fraction digits
@@ -174,7 +178,7 @@ std::string FormatFixed(double value, int decimals) {
   std::string out = kept.substr(0, int_len);
   const auto first = out.find_first_not_of('0');
   out = first == std::string::npos ? "0" : out.substr(first);
-  if (decimals > 0) out += DecimalSeparator() + kept.substr(int_len);
+  if (decimals > 0) out += std::string(separator) + kept.substr(int_len);
   const bool all_zero = kept.find_first_not_of('0') == std::string::npos;
   if (value < 0.0 && !all_zero) out.insert(out.begin(), '-');
   return out;

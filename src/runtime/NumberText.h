@@ -36,6 +36,8 @@ double CDbl(std::string_view text);
 // (the user's locale), rounded half away from zero on the exact value of the
 // double, no grouping. A result that rounds to zero has no sign.
 std::string FormatFixed(double value, int decimals);
+// The same with the given decimal separator, whatever the one in force.
+std::string FormatFixed(double value, int decimals, std::string_view separator);
 
 // Removes leading and trailing spaces (only the blank character, like the
 // host runtime's Trim).

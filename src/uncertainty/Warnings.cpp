@@ -95,8 +95,8 @@ std::vector<Warning> diagnose(const RunReport& report, const WarningThresholds& 
   if (u.plane_spread < t.plane_spread) {
     Add(w, "planes-share-axis",
         "Every scan plane nearly contains one axis, " + uncertainty::AxisName(u.plane_axis) +
-            " (plane spread " + FormatFixed(u.plane_spread, 3) + ", less than " +
-            FormatFixed(t.plane_spread, 2) +
+            " (plane spread " + uncertainty::Fixed(u.plane_spread, 3) + ", less than " +
+            uncertainty::Fixed(t.plane_spread, 2) +
             "): a rotation of the probe's axes about it hardly shows in the residuals. Also "
             "scan a plane tilted towards it (e.g. the equator when the planes are vertical).",
         u.plane_spread, t.plane_spread);
@@ -121,7 +121,7 @@ std::vector<Warning> diagnose(const RunReport& report, const WarningThresholds& 
   if (u.residual_autocorrelation > t.residual_autocorrelation) {
     Add(w, "residual-pattern",
         "The residuals are not noise-like: neighbouring residuals correlate by " +
-            FormatFixed(u.residual_autocorrelation, 2) +
+            uncertainty::Fixed(u.residual_autocorrelation, 2) +
             " (a systematic pattern along the scans: a higher order, or a problem with the "
             "machine or the probe).",
         u.residual_autocorrelation, t.residual_autocorrelation);

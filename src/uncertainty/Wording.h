@@ -7,6 +7,10 @@
 
 namespace tavric::uncertainty {
 
+// A number with `decimals` decimals after a period (the "#0.00" patterns
+// of FormatFixed, whatever decimal separator is in force).
+std::string Fixed(double value, int decimals);
+
 // Micrometres from millimetres, with about two significant figures:
 // "63 \u00b5m", "2.7 \u00b5m", "0.31 \u00b5m", "0.003 \u00b5m".
 std::string Micrometres(double mm);

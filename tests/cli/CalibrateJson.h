@@ -11,8 +11,22 @@
 
 namespace tavric::testing {
 
+// The expanded uncertainties (µm) of the deflection along and across the
+// normal and of the radius, as `j` (an "expanded_95_um" object) holds them.
+inline void ExpectExpandedUncertainty(const nlohmann::json& j, const DeflectionUncertainty& d,
+                                      double radius_u, bool radius_held) {
+  EXPECT_EQ(j["normal"].get<double>(), 2.0 * d.normal.p95 * 1000.0);
+  EXPECT_EQ(j["across"].get<double>(), 2.0 * d.across.p95 * 1000.0);
+  if (radius_held) {
+    EXPECT_TRUE(j["radius"].is_null());
+  } else {
+    EXPECT_EQ(j["radius"].get<double>(), 2.0 * radius_u * 1000.0);
+  }
+}
+
 // `j` holds the result, sample count, order, fit statistics (µm), sphere,
-// iteration count, stop reason, scan planes, warnings and per-iteration
+// iteration count, stop reason, scan planes, uncertainty (its expanded
+// figures, and the bootstrap's when it ran), warnings and per-iteration
 // history of `cal`.
 inline void ExpectFitJsonHoldsTheCalibration(const nlohmann::json& j, const Calibration& cal) {
   const RunReport& report = cal.run_report();
@@ -29,6 +43,21 @@ inline void ExpectFitJsonHoldsTheCalibration(const nlohmann::json& j, const Cali
   EXPECT_EQ(j["stop_reason"], ToString(report.stop_reason));
   EXPECT_EQ(j["planes"], report.planes);
   EXPECT_EQ(j["bidirectional_planes"], report.bidirectional_planes);
+  const FitUncertainty& u = cal.uncertainty();
+  ASSERT_EQ(j["uncertainty"]["available"], u.available);
+  if (u.available) {
+    ExpectExpandedUncertainty(j["uncertainty"]["expanded_95_um"], u.at_samples, u.radius_u,
+                              u.radius_held);
+    const auto& bootstrap = j["uncertainty"]["bootstrap"];
+    if (u.bootstrap.fits == 0) {
+      EXPECT_TRUE(bootstrap.is_null()) << bootstrap;
+    } else {
+      EXPECT_EQ(bootstrap["fits"], u.bootstrap.fits);
+      EXPECT_EQ(bootstrap["seed"], u.bootstrap.seed);
+      ExpectExpandedUncertainty(bootstrap["expanded_95_um"], u.bootstrap.at_samples,
+                                u.bootstrap.radius_u, u.radius_held);
+    }
+  }
   ASSERT_EQ(j["warnings"].size(), cal.warnings().size()) << j["warnings"];
   for (std::size_t i = 0; i < cal.warnings().size(); ++i) {
     EXPECT_EQ(j["warnings"][i]["code"], cal.warnings()[i].code);

@@ -222,6 +222,42 @@ TEST(CliCalibrate, DecimalCommaReadsDataWrittenWithDecimalCommas) {
   EXPECT_EQ(ReadFileBytes(dir.File("comma.cal")), ReadFileBytes(dir.File("period.cal")));
 }
 
+// The generic example written with decimal commas gives, with
+// --decimal-comma, what the example gives; without it, a reading failure.
+TEST(CliDecimalComma, EverySubcommandThatReadsDataReadsCommasWithIt) {
+  TempDir dir;
+  const std::string comma = dir.File("comma.txt");
+  testing::WriteFileBytes(comma, GenericExampleWithDecimalCommas());
+  const std::string cal = dir.File("example.cal");
+  ASSERT_EQ(RunCli({"calibrate", kGeneric, "-o", cal}).status, 0);
+  const std::string truth = Example("sphere-scan-truth.json");
+  const std::vector<std::vector<std::string>> runs = {
+      {"calibrate", "DATA", "-o", dir.File("out.cal"), "--json"},
+      {"check", "DATA", "--json"},
+      {"transform", cal, "--data", "DATA", "--json"},
+      {"verify", cal, "--truth", truth, "--data", "DATA", "--json"}};
+  for (const auto& run : runs) {
+    auto with = [&](const std::string& data) {
+      std::vector<std::string> args = run;
+      for (std::string& a : args)
+        if (a == "DATA") a = data;
+      return args;
+    };
+    const auto period = RunCli(with(kGeneric));
+    std::vector<std::string> comma_args = with(comma);
+    comma_args.push_back("--decimal-comma");
+    const auto commas = RunCli(comma_args);
+    ASSERT_EQ(commas.status, 0) << run[0] << ": " << commas.err;
+    const auto a = Json(period);
+    const auto b = Json(commas);
+    for (const auto& [key, value] : a.items()) {
+      if (key == "input" || key == "file" || key == "data") continue;  // the data file's name
+      EXPECT_TRUE(b.contains(key) && b[key] == value) << run[0] << ": \"" << key << "\" differs";
+    }
+    EXPECT_EQ(RunCli(with(comma)).status, 1) << run[0] << " read commas without the flag";
+  }
+}
+
 TEST(CliCalibrate, WithoutDecimalCommaTheToolReadsAPeriodWhateverTheLocale) {
   TempDir dir;
   testing::WriteFileBytes(dir.File("comma.txt"), GenericExampleWithDecimalCommas());

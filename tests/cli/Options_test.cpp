@@ -121,6 +121,14 @@ const FitOption kFitOptions[] = {
      {"--max-normal-uncertainty", "0.1"},
      {},
      [](Options& o) { o.thresholds.normal_uncertainty = 0.0001; }},
+    {"Bootstrap", {"--bootstrap", "4"}, {}, [](Options& o) { o.bootstrap_fits = 4; }},
+    {"BootstrapSeed",
+     {"--bootstrap-seed", "9"},
+     {"--bootstrap", "4"},
+     [](Options& o) {
+       o.bootstrap_fits = 4;
+       o.bootstrap_seed = 9;
+     }},
     {"MaxAcrossUncertainty",
      {"--max-across-uncertainty", "10"},
      {},
@@ -323,6 +331,13 @@ const std::map<std::pair<std::string, std::string>, std::string> kTestedElsewher
     {{"calibrate", "--jobs"}, "CliCalibrate.SeveralFilesAreCalibratedAsEachAloneIntoTheFolder"},
     {{"calibrate", "--json"}, "CliCalibrate.JsonOutputHoldsTheLibrarysNumbers"},
     {{"calibrate", "--strict"}, "CliStrict.AWarningGivesStatusThreeOnlyWithStrict"},
+    {{"calibrate", "--decimal-comma"},
+     "CliDecimalComma.EverySubcommandThatReadsDataReadsCommasWithIt"},
+    {{"check", "--decimal-comma"}, "CliDecimalComma.EverySubcommandThatReadsDataReadsCommasWithIt"},
+    {{"transform", "--decimal-comma"},
+     "CliDecimalComma.EverySubcommandThatReadsDataReadsCommasWithIt"},
+    {{"verify", "--decimal-comma"},
+     "CliDecimalComma.EverySubcommandThatReadsDataReadsCommasWithIt"},
     {{"calibrate", "--progress"},
      "CliCalibrate.ProgressDisplayGoesToStandardErrorAndChangesNoNumber"},
     {{"check", "--json"}, "CliCheck.JsonHoldsTheLibrarysReportForTheMarkedExample"},
