@@ -157,14 +157,6 @@ py::object Covariance(const Calibration& cal) {
   return Matrix(u.covariance, n, n);
 }
 
-py::dict StatisticsDict(const FitStatistics& s) {
-  py::dict d;
-  d["rms"] = s.rms;
-  d["min"] = s.min;
-  d["max"] = s.max;
-  return d;
-}
-
 std::string Repr(const Calibration& cal) {
   const RunReport& report = cal.run_report();
   char text[256];

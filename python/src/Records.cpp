@@ -5,6 +5,9 @@
 #include "Arrays.h"
 
 namespace tavric::python {
+
+using namespace pybind11::literals;
+
 namespace {
 
 template <typename T>
@@ -13,57 +16,38 @@ py::object OrNone(const std::optional<T>& value) {
 }
 
 py::dict SpreadDict(const Spread& s) {
-  py::dict d;
-  d["max"] = s.max;
-  d["p95"] = s.p95;
-  d["median"] = s.median;
-  return d;
+  return py::dict("max"_a = s.max, "p95"_a = s.p95, "median"_a = s.median);
 }
 
 py::dict DeflectionDict(const DeflectionUncertainty& u) {
-  py::dict d;
-  d["points"] = u.points;
-  d["normal"] = SpreadDict(u.normal);
-  d["across"] = SpreadDict(u.across);
-  d["x"] = SpreadDict(u.x);
-  d["y"] = SpreadDict(u.y);
-  d["z"] = SpreadDict(u.z);
-  return d;
+  return py::dict("points"_a = u.points, "normal"_a = SpreadDict(u.normal),
+                  "across"_a = SpreadDict(u.across), "x"_a = SpreadDict(u.x),
+                  "y"_a = SpreadDict(u.y), "z"_a = SpreadDict(u.z));
 }
 
 py::dict WeakDirectionDict(const WeakDirection& w) {
-  py::dict d;
-  d["relative_eigenvalue"] = w.relative_eigenvalue;
-  d["kind"] = w.kind;
-  d["summary"] = w.summary;
-  d["description"] = w.description;
-  d["parameters"] = w.parameters;
-  d["shares"] = Vector(w.shares);
-  d["normal_rms"] = w.normal_rms;
-  d["across_rms"] = w.across_rms;
-  d["max"] = w.max;
-  d["radius_change"] = w.radius_change;
-  return d;
+  return py::dict("relative_eigenvalue"_a = w.relative_eigenvalue, "kind"_a = w.kind,
+                  "summary"_a = w.summary, "description"_a = w.description,
+                  "parameters"_a = w.parameters, "shares"_a = Vector(w.shares),
+                  "normal_rms"_a = w.normal_rms, "across_rms"_a = w.across_rms, "max"_a = w.max,
+                  "radius_change"_a = w.radius_change);
 }
 
 py::dict IterationDict(const IterationRecord& it) {
-  py::dict d;
-  d["iteration"] = it.iteration;
-  d["S"] = it.S;
-  d["FitRMS"] = it.FitRMS;
-  d["FitMin"] = it.FitMin;
-  d["FitMax"] = it.FitMax;
-  d["Mu"] = it.Mu;
-  d["rejected_trials"] = it.rejected_trials;
-  return d;
+  return py::dict("iteration"_a = it.iteration, "S"_a = it.S, "FitRMS"_a = it.FitRMS,
+                  "FitMin"_a = it.FitMin, "FitMax"_a = it.FitMax, "Mu"_a = it.Mu,
+                  "rejected_trials"_a = it.rejected_trials);
 }
 
 py::dict ErrorSpreadDict(const ErrorSpread& s) {
-  py::dict d;
-  d["max"] = s.max;
-  d["rms"] = s.rms;
-  d["p95"] = s.p95;
-  return d;
+  return py::dict("max"_a = s.max, "rms"_a = s.rms, "p95"_a = s.p95);
+}
+
+template <typename T, typename ToDict>
+py::list ListOf(const std::vector<T>& items, ToDict to_dict) {
+  py::list list;
+  for (const T& item : items) list.append(to_dict(item));
+  return list;
 }
 
 }  // namespace
@@ -88,104 +72,65 @@ const char* StageName(RunStage stage) {
   return "optimiser";
 }
 
-py::dict WarningDict(const Warning& warning) {
-  py::dict d;
-  d["code"] = warning.code;
-  d["text"] = warning.text;
-  d["value"] = warning.value;
-  d["limit"] = warning.limit;
-  return d;
+py::dict StatisticsDict(const FitStatistics& s) {
+  return py::dict("rms"_a = s.rms, "min"_a = s.min, "max"_a = s.max);
 }
 
-py::list WarningList(const std::vector<Warning>& warnings) {
-  py::list list;
-  for (const Warning& w : warnings) list.append(WarningDict(w));
-  return list;
+py::dict WarningDict(const Warning& w) {
+  return py::dict("code"_a = w.code, "text"_a = w.text, "value"_a = w.value, "limit"_a = w.limit);
 }
+
+py::list WarningList(const std::vector<Warning>& warnings) { return ListOf(warnings, WarningDict); }
 
 py::dict UncertaintyDict(const FitUncertainty& u) {
-  py::dict d;
-  d["available"] = u.available;
-  d["note"] = u.note;
-  if (!u.available) return d;
-  d["residuals"] = u.residuals;
-  d["parameters"] = u.parameters;
-  d["sigma"] = u.sigma;
-  d["rank"] = u.rank;
-  d["condition_number"] = u.condition_number;
-  d["parameter_names"] = u.parameter_names;
+  if (!u.available) return py::dict("available"_a = false, "note"_a = u.note);
   const auto n = static_cast<std::size_t>(u.parameters);
-  d["covariance"] = Matrix(u.covariance, n, n);
-  d["centre_u"] = Triple(u.centre_u);
-  d["radius_u"] = u.radius_u;
-  d["at_samples"] = DeflectionDict(u.at_samples);
-  d["over_range"] = DeflectionDict(u.over_range);
-  d["sample_normal_u"] = Vector(u.sample_normal_u);
-  d["sample_across_u"] = Vector(u.sample_across_u);
-  d["sample_normals"] = Triples(u.sample_normals);
-  py::list weakest;
-  for (const WeakDirection& w : u.weakest) weakest.append(WeakDirectionDict(w));
-  d["weakest"] = weakest;
-  d["deflection_mean"] = u.deflection_mean;
-  d["deflection_variation"] = u.deflection_variation;
-  d["residual_autocorrelation"] = u.residual_autocorrelation;
-  d["robust_sigma"] = u.robust_sigma;
-  d["outlier_fraction"] = u.outlier_fraction;
-  d["last_step_normal_change"] = u.last_step_normal_change;
-  d["last_step_across_change"] = u.last_step_across_change;
-  d["radius_held"] = u.radius_held;
-  if (u.radius_held) {
-    d["at_samples_radius_fitted"] = DeflectionDict(u.at_samples_radius_fitted);
-    d["radius_u_fitted"] = u.radius_u_fitted;
-  } else {
-    d["at_samples_radius_fitted"] = py::none();
-    d["radius_u_fitted"] = py::none();
-  }
+  py::dict d(
+      "available"_a = true, "note"_a = u.note, "residuals"_a = u.residuals,
+      "parameters"_a = u.parameters, "sigma"_a = u.sigma, "rank"_a = u.rank,
+      "condition_number"_a = u.condition_number, "parameter_names"_a = u.parameter_names,
+      "covariance"_a = Matrix(u.covariance, n, n), "centre_u"_a = Triple(u.centre_u),
+      "radius_u"_a = u.radius_u, "at_samples"_a = DeflectionDict(u.at_samples),
+      "over_range"_a = DeflectionDict(u.over_range),
+      "sample_normal_u"_a = Vector(u.sample_normal_u),
+      "sample_across_u"_a = Vector(u.sample_across_u),
+      "sample_normals"_a = Triples(u.sample_normals),
+      "weakest"_a = ListOf(u.weakest, WeakDirectionDict), "deflection_mean"_a = u.deflection_mean,
+      "deflection_variation"_a = u.deflection_variation,
+      "residual_autocorrelation"_a = u.residual_autocorrelation, "robust_sigma"_a = u.robust_sigma,
+      "outlier_fraction"_a = u.outlier_fraction,
+      "last_step_normal_change"_a = u.last_step_normal_change,
+      "last_step_across_change"_a = u.last_step_across_change, "radius_held"_a = u.radius_held);
+  // What fitting the radius would have given, when it was held.
+  d["at_samples_radius_fitted"] =
+      u.radius_held ? py::object(DeflectionDict(u.at_samples_radius_fitted)) : py::none();
+  d["radius_u_fitted"] = u.radius_held ? py::object(py::float_(u.radius_u_fitted)) : py::none();
   return d;
 }
 
-py::dict RunReportDict(const RunReport& report) {
-  py::dict d;
-  d["samples"] = report.samples;
-  d["order"] = report.order;
-  d["result"] = report.result;
-  d["failed_stage"] = StageName(report.failed_stage);
-  d["scans"] = report.scans;
-  d["planes"] = report.planes;
-  d["bidirectional_planes"] = report.bidirectional_planes;
-  d["position_deviation_sd"] = report.position_deviation_sd;
-  d["radius_held"] = report.radius_held;
-  d["outer_iterations"] = report.outer_iterations;
-  d["rejected_trials"] = report.rejected_trials;
-  d["stop_reason"] = ToString(report.stop_reason);
-  d["final_mu"] = report.final_mu;
-  d["initial_S"] = report.initial_S;
-  py::list iterations;
-  for (const IterationRecord& it : report.iterations) iterations.append(IterationDict(it));
-  d["iterations"] = iterations;
-  d["residuals"] = Vector(report.residuals);
-  d["last_step"] = Vector(report.last_step);
-  d["uncertainty"] = UncertaintyDict(report.uncertainty);
-  return d;
+py::dict RunReportDict(const RunReport& r) {
+  return py::dict("samples"_a = r.samples, "order"_a = r.order, "result"_a = r.result,
+                  "failed_stage"_a = StageName(r.failed_stage), "scans"_a = r.scans,
+                  "planes"_a = r.planes, "bidirectional_planes"_a = r.bidirectional_planes,
+                  "position_deviation_sd"_a = r.position_deviation_sd,
+                  "radius_held"_a = r.radius_held, "outer_iterations"_a = r.outer_iterations,
+                  "rejected_trials"_a = r.rejected_trials,
+                  "stop_reason"_a = ToString(r.stop_reason), "final_mu"_a = r.final_mu,
+                  "initial_S"_a = r.initial_S, "iterations"_a = ListOf(r.iterations, IterationDict),
+                  "residuals"_a = Vector(r.residuals), "last_step"_a = Vector(r.last_step),
+                  "uncertainty"_a = UncertaintyDict(r.uncertainty));
 }
 
 py::dict VerificationDict(const VerificationReport& v) {
-  py::dict d;
-  d["points"] = v.points;
-  d["at_samples"] = v.at_samples;
-  d["x"] = ErrorSpreadDict(v.x);
-  d["y"] = ErrorSpreadDict(v.y);
-  d["z"] = ErrorSpreadDict(v.z);
-  d["normal"] = ErrorSpreadDict(v.normal);
-  d["across"] = ErrorSpreadDict(v.across);
-  d["total"] = ErrorSpreadDict(v.total);
-  d["centre_error"] = Triple(v.centre_error);
-  d["radius_error"] = v.radius_error;
-  d["normal_coverage"] = OrNone(v.normal_coverage);
-  d["across_coverage"] = OrNone(v.across_coverage);
-  d["axis_coverage"] = v.axis_coverage ? py::object(Triple(*v.axis_coverage)) : py::none();
-  d["radius_covered"] = OrNone(v.radius_covered);
-  return d;
+  return py::dict(
+      "points"_a = v.points, "at_samples"_a = v.at_samples, "x"_a = ErrorSpreadDict(v.x),
+      "y"_a = ErrorSpreadDict(v.y), "z"_a = ErrorSpreadDict(v.z),
+      "normal"_a = ErrorSpreadDict(v.normal), "across"_a = ErrorSpreadDict(v.across),
+      "total"_a = ErrorSpreadDict(v.total), "centre_error"_a = Triple(v.centre_error),
+      "radius_error"_a = v.radius_error, "normal_coverage"_a = OrNone(v.normal_coverage),
+      "across_coverage"_a = OrNone(v.across_coverage),
+      "axis_coverage"_a = v.axis_coverage ? py::object(Triple(*v.axis_coverage)) : py::none(),
+      "radius_covered"_a = OrNone(v.radius_covered));
 }
 
 }  // namespace tavric::python

@@ -21,6 +21,7 @@ namespace py = pybind11;
 // "none", "reading", "data", "sphere-fit", "scan-path", "model-init", "optimiser".
 const char* StageName(RunStage stage);
 
+py::dict StatisticsDict(const FitStatistics& s);
 py::dict WarningDict(const Warning& warning);
 py::list WarningList(const std::vector<Warning>& warnings);
 py::dict UncertaintyDict(const FitUncertainty& u);
