@@ -143,12 +143,14 @@ def test_a_known_radius_is_held_and_leaves_the_parameters(small_scan):
     assert cal.uncertainty["radius_u_fitted"] > 0
 
 
-def test_head_orientation_sets_the_starting_matrix(small_scan):
+def test_head_orientation_turns_the_starting_matrix(small_scan):
     data, _ = small_scan
-    # A head turned by 180 degrees starts the fit from a mirrored gain; the
-    # fit still finds the same sphere, but along another path.
-    plain = tavric.calibrate(data)
-    turned = tavric.calibrate(data, head={"a_deg": 0.0, "b_deg": 180.0})
+    # The head's angles turn the starting gain into the starting first-order
+    # matrix: zero angles are the default, B = 180 degrees starts elsewhere.
+    plain = tavric.calibrate(data, max_iterations=0)
+    zero = tavric.calibrate(data, max_iterations=0, head={"a_deg": 0.0, "b_deg": 0.0})
+    turned = tavric.calibrate(data, max_iterations=0, head={"b_deg": 180.0})
+    assert zero.run_report["initial_S"] == plain.run_report["initial_S"]
     assert turned.run_report["initial_S"] != plain.run_report["initial_S"]
 
 
