@@ -20,6 +20,7 @@
 #include <string_view>
 #include <vector>
 
+#include "report/Axis.h"
 #include "report/Colour.h"
 #include "report/Svg.h"
 
@@ -94,6 +95,25 @@ class Chart {
     double x;
     std::string text;
   };
+  struct LegendEntry {
+    const Series* series;  // null: the vertical lines
+    const std::string* text;
+    double x = 0.0, y = 0.0;  // top left
+  };
+  // Where everything goes: the scales placed on the plot's box
+  // [x0, x1] x [y0, y1] (y0 at the top) and the legend's entries.
+  struct Layout {
+    Scale x, y;
+    double x0, x1, y0, y1;
+    std::vector<LegendEntry> legend;
+  };
+
+  Layout Arrange() const;
+  void DrawAxes(SvgDocument& svg, const Layout& layout) const;
+  void DrawPlot(SvgDocument& svg, const Layout& layout, std::string_view id) const;
+  void DrawLine(SvgDocument& svg, const Layout& layout, const Series& series) const;
+  void DrawTopLabels(SvgDocument& svg, const Layout& layout) const;
+  void DrawLegend(SvgDocument& svg, const Layout& layout) const;
 
   double width_, height_;
   std::string title_;

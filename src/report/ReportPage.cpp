@@ -99,6 +99,15 @@ std::string FitBody(const ReportContent& c) {
   return out;
 }
 
+// The end of the run of samples that share the scan of sample `first`
+// (all `count` samples when the scans are not known).
+std::size_t RunEnd(const std::vector<int>& scans, std::size_t first, std::size_t count) {
+  if (scans.empty()) return count;
+  std::size_t end = first + 1;
+  while (end < count && scans[end] == scans[first]) ++end;
+  return end;
+}
+
 std::string ResidualsBody(const ReportContent& c) {
   const std::vector<double>& r = c.residuals_um;
   if (r.empty()) return Empty("No residuals given.");
@@ -108,12 +117,8 @@ std::string ResidualsBody(const ReportContent& c) {
   chart.SetVerticalLineLegend("scan boundary");
   // One line per run of samples of the same scan; sample numbers are 1-based.
   std::size_t run = 0;
-  for (std::size_t first = 0; first < r.size(); ++run) {
-    std::size_t end = first + 1;
-    if (!c.scan_numbers.empty())
-      while (end < r.size() && c.scan_numbers[end] == c.scan_numbers[first]) ++end;
-    else
-      end = r.size();
+  for (std::size_t first = 0, end = 0; first < r.size(); first = end, ++run) {
+    end = RunEnd(c.scan_numbers, first, r.size());
     std::vector<Point> points;
     points.reserve(end - first);
     for (std::size_t i = first; i < end; ++i) points.push_back({static_cast<double>(i + 1), r[i]});
@@ -122,7 +127,6 @@ std::string ResidualsBody(const ReportContent& c) {
     if (!c.scan_numbers.empty())
       chart.AddTopLabel(static_cast<double>(first + end + 1) / 2.0,
                         std::to_string(c.scan_numbers[first]));
-    first = end;
   }
   std::string out = chart.Svg("chart-residuals", "Residual of each sample along the data");
   out += ParagraphHtml(
