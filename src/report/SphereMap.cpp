@@ -96,12 +96,12 @@ std::string SphereMapSvg(std::span<const Direction> directions, std::span<const 
   };
 
   // Marks a little wider than the spacing the directions would have if
-  // spread evenly over both discs (2.5 to 12 pixels), so that an even grid
+  // spread evenly over both discs (3 to 12 pixels), so that an even grid
   // of directions covers the discs; thinned on cells of half a mark.
   const double spacing =
       std::sqrt(2.0 * std::numbers::pi * kRadius * kRadius /
                 static_cast<double>(std::max<std::size_t>(directions.size(), 1)));
-  const double mark = std::clamp(1.3 * spacing, 2.5, 12.0);
+  const double mark = std::clamp(1.3 * spacing, 3.0, 12.0);
   std::vector<Point> pixels;
   pixels.reserve(directions.size());
   for (const Direction& d : directions) {
@@ -117,10 +117,11 @@ std::string SphereMapSvg(std::span<const Direction> directions, std::span<const 
   DrawDisc(svg, kCentreX[1], "z < 0, seen from +Z through the sphere");
   const std::vector<std::size_t> kept = StrongestPerCell(pixels, values, mark / 2.0);
   for (const int disc : {0, 1}) {
-    // Marks at the rim are clipped to their disc.
+    // Marks are clipped to their disc, widened by half a mark so that marks
+    // on the equator show whole.
     const std::string clip = std::string(id) + (disc == 0 ? "-upper" : "-lower");
     svg.Open("clipPath", {{"id", clip}});
-    svg.Element("circle", {{"cx", kCentreX[disc]}, {"cy", kCentreY}, {"r", kRadius}});
+    svg.Element("circle", {{"cx", kCentreX[disc]}, {"cy", kCentreY}, {"r", kRadius + mark / 2.0}});
     svg.Close();
     svg.Open("g", {{"clip-path", "url(#" + clip + ")"}});
     for (const std::size_t i : kept)
