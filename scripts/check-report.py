@@ -52,8 +52,7 @@ INK_THRESHOLD = 24
 # Least share of ink in a panel's body and in a picture.
 PANEL_INK = 0.002
 PICTURE_INK = 0.01
-# Loaded in the page after it has loaded, to measure it (the page has no
-# script of its own).
+# Run in the loaded page to measure it (the page itself has no script).
 MEASURE_JS = """(() => {
   const box = (e) => { const r = e.getBoundingClientRect();
     return [r.left + scrollX, r.top + scrollY, r.width, r.height]; };

@@ -1,10 +1,7 @@
 #include "DemoReport.h"
 
-#include <algorithm>
 #include <array>
 #include <charconv>
-#include <cmath>
-#include <numbers>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -12,6 +9,7 @@
 #include "tavric/ClsProbeCalibration.h"
 #include "tavric/RunReport.h"
 #include "tavric/ScanSimulator.h"
+#include "tavric/Uncertainty.h"
 
 namespace tavric::demo {
 namespace {
@@ -35,44 +33,6 @@ std::string Shortest(double value) {
 
 std::string Triple(double a, double b, double c, int decimals) {
   return Fixed(a, decimals) + ", " + Fixed(b, decimals) + ", " + Fixed(c, decimals);
-}
-
-Direction Normalised(const Direction& d) {
-  const double n = std::sqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]);
-  return {d[0] / n, d[1] / n, d[2] / n};
-}
-
-// `count` directions spread evenly over the sphere (a Fibonacci lattice).
-std::vector<Direction> EvenDirections(int count) {
-  std::vector<Direction> out;
-  const double golden = std::numbers::pi * (3.0 - std::sqrt(5.0));
-  for (int i = 0; i < count; ++i) {
-    const double z = 1.0 - (2.0 * i + 1.0) / count;
-    const double r = std::sqrt(1.0 - z * z);
-    out.push_back({r * std::cos(golden * i), r * std::sin(golden * i), z});
-  }
-  return out;
-}
-
-// For every direction, the angle in degrees to the nearest of at most 4,000
-// evenly picked sample directions. A sample's direction from the centre is
-// the direction of the probe's deflection there (it presses into the sphere
-// along the normal).
-ReportDirectionMap CoverageMap(const std::vector<Direction>& sample_directions) {
-  const std::size_t stride = sample_directions.size() / 4000 + 1;
-  std::vector<Direction> scanned;
-  for (std::size_t i = 0; i < sample_directions.size(); i += stride)
-    scanned.push_back(sample_directions[i]);
-  ReportDirectionMap map;
-  map.value_title = "distance to the nearest scanned direction (\xC2\xB0)";
-  map.directions = EvenDirections(1500);
-  for (const Direction& g : map.directions) {
-    double best = -1.0;
-    for (const Direction& p : scanned)
-      best = std::max(best, g[0] * p[0] + g[1] * p[1] + g[2] * p[2]);
-    map.values.push_back(std::acos(std::clamp(best, -1.0, 1.0)) * 180.0 / std::numbers::pi);
-  }
-  return map;
 }
 
 }  // namespace
@@ -123,41 +83,36 @@ ReportContent DemoReportContent(std::int32_t samples, std::uint64_t seed) {
                            {"true", Fixed(sim.truth.centre[0], 6), Fixed(sim.truth.centre[1], 6),
                             Fixed(sim.truth.centre[2], 6), Fixed(sim.truth.radius, 6)}}});
 
-  // Residuals: the distance of each tip centre (machine position plus the
-  // calibrated deflection) from the fitted sphere, minus its radius.
-  const DataArray& d = sim.data;
-  for (std::int32_t j = d.LBound(2); j <= d.UBound(2); ++j) {
-    double dx, dy, dz;
-    cal.Transform(d(1, j), d(2, j), d(3, j), dx, dy, dz);
-    const Direction v = {d(4, j) + dx - centre[0], d(5, j) + dy - centre[1],
-                         d(6, j) + dz - centre[2]};
-    const double distance = std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
-    c.residuals_um.push_back((distance - cal.SphereRadius()) * 1000.0);
-    c.sample_directions.push_back(Normalised(v));
-  }
+  // The residuals and the uncertainty as the run report gives them (mm),
+  // shown in micrometres; the sample directions are the outward normals at
+  // the tip centres.
+  for (const double r : run.residuals) c.residuals_um.push_back(r * 1000.0);
   for (std::size_t s = 0; s < sim.truth.scans.size(); ++s)
     c.scan_numbers.insert(c.scan_numbers.end(),
                           static_cast<std::size_t>(sim.truth.scans[s].sample_count),
                           static_cast<int>(s + 1));
+  const FitUncertainty& u = run.uncertainty;
+  c.sample_directions = u.sample_normals;
 
   c.initial_sum_of_squares = run.initial_S;
   for (const IterationRecord& it : run.iterations)
     c.iterations.push_back({it.iteration, it.S, it.Mu, it.rejected_trials});
 
-  c.uncertainty = CoverageMap(c.sample_directions);
-  const auto worst = std::max_element(c.uncertainty.values.begin(), c.uncertainty.values.end());
-  const Direction& w =
-      c.uncertainty.directions[static_cast<std::size_t>(worst - c.uncertainty.values.begin())];
-  c.weakest_directions.push_back("The probe direction farthest from every scanned one is (" +
-                                 Triple(w[0], w[1], w[2], 2) + "), " + Fixed(*worst, 1) +
-                                 "\xC2\xB0 away.");
+  c.uncertainty.directions = u.sample_normals;
+  for (const double across : u.sample_across_u) c.uncertainty.values.push_back(across * 1000.0);
+  c.uncertainty.value_title = "deflection uncertainty across the normal (\xC2\xB5m)";
+  for (const WeakDirection& w : u.weakest) c.weakest_directions.push_back(w.description);
+  c.identifiability_tables.push_back(
+      {"Deflection uncertainty at the scan's readings (\xC2\xB5m, k = 1)",
+       {"", "max", "95 %", "median"},
+       {{"along the normal", Fixed(u.at_samples.normal.max * 1000.0, 4),
+         Fixed(u.at_samples.normal.p95 * 1000.0, 4), Fixed(u.at_samples.normal.median * 1000.0, 4)},
+        {"across the normal", Fixed(u.at_samples.across.max * 1000.0, 4),
+         Fixed(u.at_samples.across.p95 * 1000.0, 4),
+         Fixed(u.at_samples.across.median * 1000.0, 4)}}});
   if (run.stop_reason == StopReason::kIterationLimit)
     c.warnings.push_back({"ITERATION_LIMIT",
                           "The optimiser used all its iterations without meeting its stop test."});
-  if (*worst > 30.0)
-    c.warnings.push_back({"COVERAGE_GAP",
-                          "Some probe directions are more than 30\xC2\xB0 from "
-                          "every scanned direction."});
   return c;
 }
 

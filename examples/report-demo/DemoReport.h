@@ -1,9 +1,8 @@
 // The content of a demonstration report page, made from simulated scans: the
 // scan simulator's data is calibrated with ClsProbeCalibration and the page
-// shows that calibration (its facts, fit, residuals, sample directions and
-// optimiser history). Until the library predicts the deflection uncertainty,
-// the identifiability panel shows how far each probe direction is from the
-// nearest scanned one, a plain measure of the scan's coverage.
+// shows that calibration as its run report gives it (facts, fit, residuals,
+// sample directions, optimiser history, deflection uncertainty and weakest
+// directions).
 #pragma once
 
 #include <cstdint>
