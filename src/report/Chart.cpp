@@ -200,8 +200,16 @@ void Chart::DrawPlot(SvgDocument& svg, const Layout& l, std::string_view id) con
   svg.Element("rect", {{"x", l.x0}, {"y", l.y0}, {"width", l.x1 - l.x0}, {"height", l.y1 - l.y0}});
   svg.Close();
   svg.Open("g", {{"clip-path", "url(#" + clip + ")"}});
-  for (const double x : vertical_lines_)
-    if (l.x.Shows(x)) DrawBoundary(svg, l.x.Pixel(x), l.y0, l.y1);
+  // Boundaries closer than two pixels to the one drawn before are left out:
+  // they could not be told apart.
+  double last_boundary = -std::numeric_limits<double>::infinity();
+  for (const double x : vertical_lines_) {
+    if (!l.x.Shows(x)) continue;
+    const double px = l.x.Pixel(x);
+    if (std::abs(px - last_boundary) < 2.0) continue;
+    DrawBoundary(svg, px, l.y0, l.y1);
+    last_boundary = px;
+  }
   const double base = l.y.IsLog() ? l.y1 : l.y.Pixel(std::clamp(0.0, l.y.Min(), l.y.Max()));
   for (const Series& s : series_) {
     if (s.kind == Kind::kLine) {
@@ -235,11 +243,13 @@ void Chart::DrawPlot(SvgDocument& svg, const Layout& l, std::string_view id) con
 
 void Chart::DrawLine(SvgDocument& svg, const Layout& l, const Series& s) const {
   // Each run of showable points is one polyline, thinned to the extremes of
-  // each pixel column when its x does not go back.
+  // each pixel column when its x does not go back. A lone point is drawn as
+  // a dot (a segment of no length with round caps).
   const int columns = std::max(1, static_cast<int>(std::ceil(l.x1 - l.x0)));
   std::vector<Point> run;
   const auto flush = [&] {
-    if (run.size() >= 2) {
+    if (run.size() == 1) run.push_back(run.front());
+    if (!run.empty()) {
       const bool ordered = std::is_sorted(run.begin(), run.end(),
                                           [](const Point& a, const Point& b) { return a.x < b.x; });
       const SegmentAttributes stroke = LineAttributes(s.style);
@@ -249,7 +259,8 @@ void Chart::DrawLine(SvgDocument& svg, const Layout& l, const Series& s) const {
                    stroke[0],
                    stroke[1],
                    stroke[2],
-                   {"stroke-linejoin", "round"}});
+                   {"stroke-linejoin", "round"},
+                   {"stroke-linecap", "round"}});
     }
     run.clear();
   };

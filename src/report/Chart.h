@@ -62,16 +62,18 @@ class Chart {
   void SetYAxis(AxisOptions options) { y_options_ = std::move(options); }
 
   // A line through the points, in order; points that the axes cannot show
-  // (not finite, or <= 0 on a logarithmic axis) break it. Thinning needs x
-  // not to decrease; a line whose x goes back is drawn whole. An empty
-  // legend text leaves the series out of the legend.
+  // (not finite, or <= 0 on a logarithmic axis) break it, and a point alone
+  // between breaks is a dot. Thinning needs x not to decrease; a line whose
+  // x goes back is drawn whole. An empty legend text leaves the series out
+  // of the legend.
   void AddLine(std::vector<Point> points, LineStyle style, std::string legend = {});
   // Open circles at the points.
   void AddMarkers(std::vector<Point> points, Rgb colour, std::string legend = {});
   // Filled bars (on a linear y axis).
   void AddBars(std::vector<Bar> bars, Rgb colour, std::string legend = {});
   // A dashed vertical line across the plot at x (a boundary); all of them
-  // share one legend entry, set with SetVerticalLineLegend.
+  // share one legend entry, set with SetVerticalLineLegend. One within two
+  // pixels of the line drawn before it is left out.
   void AddVerticalLine(double x) { vertical_lines_.push_back(x); }
   void SetVerticalLineLegend(std::string legend) { vertical_legend_ = std::move(legend); }
   // A short text centred at x above the plot; a label that would overlap the

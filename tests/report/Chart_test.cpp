@@ -61,9 +61,21 @@ TEST(Chart, BreaksLinesAtPointsTheAxesCannotShow) {
                  {7.0, 5.0}},
                 {.colour = {}});
   const std::vector<std::string> lines = Polylines(chart.Svg("c", "log"));
-  ASSERT_EQ(lines.size(), 2u);  // the lone point after the gap draws no line
+  ASSERT_EQ(lines.size(), 3u);
   EXPECT_EQ(CountOf(lines[0], ","), 2u);
   EXPECT_EQ(CountOf(lines[1], ","), 2u);
+  // The lone point after the last gap is a dot: a segment of no length.
+  const std::string dot = lines[2].substr(0, lines[2].find(' '));
+  EXPECT_EQ(lines[2], dot + ' ' + dot);
+}
+
+TEST(Chart, LeavesOutBoundariesTooCloseToTellApart) {
+  Chart chart(400, 240);
+  chart.AddLine({{0.0, 0.0}, {10000.0, 1.0}}, {.colour = {}});
+  for (int i = 1; i < 10000; ++i) chart.AddVerticalLine(i);
+  const std::size_t drawn = CountOf(chart.Svg("c", "many"), "stroke-dasharray=\"4 3\"");
+  EXPECT_GT(drawn, 100u);
+  EXPECT_LT(drawn, 200u);  // at least 2 of the plot's fewer than 400 pixels apart
 }
 
 TEST(Chart, ThinsLongLinesToTheExtremesOfEachPixelColumn) {
