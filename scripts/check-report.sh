@@ -6,12 +6,12 @@
 #
 #   scripts/check-report.sh [DEMO_PROGRAM [OUTPUT_FOLDER]]
 #
-# Defaults: the dev build's build/dev/examples/report-demo/tavric_report_demo
+# Defaults: the dev build's build/dev/tools/report-demo/tavric_report_demo
 # and build/report-check. Exit status 77 (a skip for ctest) when chromium is
 # not installed.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-demo=${1:-build/dev/examples/report-demo/tavric_report_demo}
+demo=${1:-build/dev/tools/report-demo/tavric_report_demo}
 out=${2:-build/report-check}
 
 if ! command -v chromium >/dev/null 2>&1; then
