@@ -12,6 +12,8 @@ constexpr int kJsonSchema = 1;
 
 int Fail(const std::string& text) {
   std::cerr << text << '\n';
+  const std::string hint = DataFileHint(text);
+  if (!hint.empty()) std::cerr << hint << '\n';
   return kExitFailure;
 }
 

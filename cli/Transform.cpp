@@ -170,6 +170,7 @@ Command AddTransform(CLI::App& app) {
   readings->excludes(input, data);
   input->excludes(data);
   sub->add_flag("--json", o->json, "Print the results as one JSON object");
+  AddDecimalCommaOption(*sub);
   sub->callback([readings, input, data] {
     if (readings->count() + input->count() + data->count() == 0) {
       throw CLI::RequiredError("READING (P Q R), --input or --data");

@@ -121,6 +121,7 @@ Command AddVerify(CLI::App& app) {
       ->check(CLI::PositiveNumber)
       ->excludes(data)
       ->capture_default_str();
+  AddDecimalCommaOption(*sub);
   sub->add_flag("--json", o->json, "Print the comparison as one JSON object");
   return {sub, [o] { return RunVerify(*o); }};
 }

@@ -1,5 +1,6 @@
 #include "runtime/NumberText.h"
 
+#include <atomic>
 #include <cctype>
 #include <charconv>
 #include <clocale>
@@ -8,6 +9,7 @@
 #include <string>
 #include <system_error>
 
+#include "tavric/DecimalSeparator.h"
 #include "tavric/RuntimeError.h"
 
 namespace tavric {
@@ -104,9 +106,30 @@ std::optional<double> ParseNormalized(std::string_view text) {
 
 std::optional<double> TryParseInvariant(std::string_view text) { return ParseNormalized(text); }
 
-std::optional<double> TryParseLocale(std::string_view text) {
+namespace {
+
+std::atomic<DecimalSeparatorSource> g_separator_source{nullptr};
+
+std::string ProcessLocaleSeparator() {
   const char* dp = std::localeconv()->decimal_point;
-  const std::string point = (dp != nullptr && *dp != '\0') ? dp : ".";
+  return (dp != nullptr && *dp != '\0') ? dp : ".";
+}
+
+}  // namespace
+
+DecimalSeparatorSource SetDecimalSeparatorSource(DecimalSeparatorSource source) noexcept {
+  return g_separator_source.exchange(source);
+}
+
+std::string DecimalSeparator() {
+  const DecimalSeparatorSource source = g_separator_source.load();
+  if (source == nullptr) return ProcessLocaleSeparator();
+  std::string separator = source();
+  return separator.empty() ? "." : separator;
+}
+
+std::optional<double> TryParseLocale(std::string_view text) {
+  const std::string point = DecimalSeparator();
   if (point == ".") return ParseNormalized(text);
   // A period is not a decimal point in this locale.
   if (text.find('.') != std::string_view::npos) return std::nullopt;
@@ -151,7 +174,7 @@ std::string FormatFixed(double value, int decimals) {
   std::string out = kept.substr(0, int_len);
   const auto first = out.find_first_not_of('0');
   out = first == std::string::npos ? "0" : out.substr(first);
-  if (decimals > 0) out += "." + kept.substr(int_len);
+  if (decimals > 0) out += DecimalSeparator() + kept.substr(int_len);
   const bool all_zero = kept.find_first_not_of('0') == std::string::npos;
   if (value < 0.0 && !all_zero) out.insert(out.begin(), '-');
   return out;

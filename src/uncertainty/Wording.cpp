@@ -13,6 +13,15 @@ std::string Micrometres(double mm) {
   return FormatFixed(um, decimals) + " \u00b5m";
 }
 
+std::string AxisName(const std::array<double, 3>& u) {
+  std::size_t axis = 0;
+  for (std::size_t a = 1; a < 3; ++a)
+    if (std::fabs(u[a]) > std::fabs(u[axis])) axis = a;
+  if (std::fabs(u[axis]) >= 0.966) return std::string(1, "XYZ"[axis]);
+  return "the axis (" + FormatFixed(u[0], 2) + ", " + FormatFixed(u[1], 2) + ", " +
+         FormatFixed(u[2], 2) + ")";
+}
+
 std::string Percent(double share, int decimals) {
   return FormatFixed(100.0 * share, decimals) + " %";
 }

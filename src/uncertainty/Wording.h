@@ -2,6 +2,7 @@
 // written the same way whatever the process locale.
 #pragma once
 
+#include <array>
 #include <string>
 
 namespace tavric::uncertainty {
@@ -9,6 +10,10 @@ namespace tavric::uncertainty {
 // Micrometres from millimetres, with about two significant figures:
 // "63 \u00b5m", "2.7 \u00b5m", "0.31 \u00b5m", "0.003 \u00b5m".
 std::string Micrometres(double mm);
+
+// "X", "Y" or "Z" when the unit vector u is within about 15 degrees of an
+// axis, else "the axis (0.71, 0.71, 0.00)".
+std::string AxisName(const std::array<double, 3>& u);
 
 // A share as a percentage with `decimals` decimals: "12 %", "0.3 %".
 std::string Percent(double share, int decimals = 0);

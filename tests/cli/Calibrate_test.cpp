@@ -1,4 +1,6 @@
 // tavric calibrate on the bundled examples, compared with the library.
+#include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 
 #include "CliRun.h"
@@ -201,6 +203,68 @@ TEST(CliCalibrate, AFileInNeitherLayoutFailsWithTheLibrarysText) {
   const auto j = RunCli({"calibrate", dir.File("notes.txt"), "--json"});
   EXPECT_EQ(j.status, 1);
   EXPECT_EQ(Json(j)["result"], "No Data identified.");
+}
+
+// The generic example with its data lines written with decimal commas.
+std::string GenericExampleWithDecimalCommas() {
+  const std::string text = ReadFileBytes(kGeneric);
+  const std::size_t key_end = text.find("\r\n", text.find("LOGGED PARAMETERS"));
+  const std::size_t header = text.find("\r\n", key_end + 2);
+  std::string data = text.substr(header + 2);
+  for (char& c : data)
+    if (c == '.') c = ',';
+  return text.substr(0, header + 2) + data;
+}
+
+TEST(CliCalibrate, DecimalCommaReadsDataWrittenWithDecimalCommas) {
+  TempDir dir;
+  testing::WriteFileBytes(dir.File("comma.txt"), GenericExampleWithDecimalCommas());
+  ASSERT_EQ(RunCli({"calibrate", kGeneric, "-o", dir.File("period.cal")}).status, 0);
+  const auto r =
+      RunCli({"calibrate", dir.File("comma.txt"), "--decimal-comma", "-o", dir.File("comma.cal")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  // The calibration file itself is written with periods, as always.
+  EXPECT_EQ(ReadFileBytes(dir.File("comma.cal")), ReadFileBytes(dir.File("period.cal")));
+}
+
+TEST(CliCalibrate, WithoutDecimalCommaTheToolReadsAPeriodWhateverTheLocale) {
+  TempDir dir;
+  testing::WriteFileBytes(dir.File("comma.txt"), GenericExampleWithDecimalCommas());
+  // The tool's environment names a decimal-comma locale; the tool ignores it.
+  const char* saved = std::getenv("LC_ALL");
+  const std::string saved_value = saved != nullptr ? saved : "";
+  setenv("LC_ALL", "de_DE.UTF-8", 1);
+  const auto r = RunCli({"calibrate", dir.File("comma.txt"), "-o", dir.File("comma.cal")});
+  if (saved != nullptr) {
+    setenv("LC_ALL", saved_value.c_str(), 1);
+  } else {
+    unsetenv("LC_ALL");
+  }
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err.substr(0, r.err.find('\n') + 1),
+            "File reading(Generic) error 13 : Type mismatch\n");
+  EXPECT_TRUE(Contains(r.err, "--decimal-comma")) << r.err;
+
+  // With --decimal-comma the marked example's periods are no decimal points:
+  // its reader fails, and the generic reader finds no data.
+  const auto p = RunCli({"calibrate", kMarked, "--decimal-comma", "-o", dir.File("marked.cal")});
+  EXPECT_EQ(p.status, 1);
+  EXPECT_EQ(p.err, "No Data identified.\n");
+}
+
+TEST(CliCalibrate, LinesAfterTheGenericFilesClosingLineFailWithTheLibrarysTextAndAHint) {
+  TempDir dir;
+  testing::WriteFileBytes(dir.File("trailing.txt"), ReadFileBytes(kGeneric) + "\r\n");
+  const auto r = RunCli({"calibrate", dir.File("trailing.txt"), "-o", dir.File("a.cal")});
+  EXPECT_EQ(r.status, 1);
+  const std::size_t first_line = r.err.find('\n');
+  ASSERT_NE(first_line, std::string::npos);
+  // The footer "END OF LOG" became data: three fields, no fourth column.
+  EXPECT_EQ(r.err.substr(0, first_line), "File reading(Generic) error 9 : Subscript out of range");
+  const std::string hint = r.err.substr(first_line + 1);
+  EXPECT_TRUE(hint.starts_with("hint: ")) << hint;
+  EXPECT_TRUE(Contains(hint, "trailing blank line")) << hint;
+  EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 2);
 }
 
 TEST(CliCalibrate, TooFewSamplesFailTheSphereFit) {

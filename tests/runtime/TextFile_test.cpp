@@ -97,12 +97,24 @@ TEST(TextFile, AnEmptyFieldBetweenCommasIsAField) {
 TEST(TextFile, ANumberFieldThatIsNotANumberIsTypeMismatch) {
   TempDir dir;
   const std::string path = dir.File("nan.txt");
-  WriteFileBytes(path, "abc,\"12\",,1e5\r\n");
+  WriteFileBytes(path, "abc,\"x12\",,\"\",1e5\r\n");
   TextFile f(path, TextFile::Mode::kInput);
   EXPECT_RUNTIME_ERROR(f.InputNumber(), 13);  // text
-  EXPECT_RUNTIME_ERROR(f.InputNumber(), 13);  // quoted
+  EXPECT_RUNTIME_ERROR(f.InputNumber(), 13);  // quoted text
   EXPECT_RUNTIME_ERROR(f.InputNumber(), 13);  // empty
+  EXPECT_RUNTIME_ERROR(f.InputNumber(), 13);  // quoted and empty
   EXPECT_EQ(f.InputNumber(), 1e5);
+}
+
+TEST(TextFile, AQuotedNumberReadsAsTheNumber) {
+  TempDir dir;
+  const std::string path = dir.File("quoted.txt");
+  WriteFileBytes(path, "\"12\", \" -2.5E-3 \" ,\"7\"\r\n");
+  TextFile f(path, TextFile::Mode::kInput);
+  EXPECT_EQ(f.InputNumber(), 12.0);
+  EXPECT_EQ(f.InputNumber(), -2.5E-3);
+  EXPECT_EQ(f.InputNumber(), 7.0);
+  EXPECT_TRUE(f.Eof());
 }
 
 TEST(TextFile, NumbersWithoutLeadingZeroAndInExponentFormAreRead) {
@@ -114,6 +126,28 @@ TEST(TextFile, NumbersWithoutLeadingZeroAndInExponentFormAreRead) {
   EXPECT_EQ(f.InputNumber(), -0.25);
   EXPECT_EQ(f.InputNumber(), 6.15834180863661E-05);
   EXPECT_EQ(f.InputNumber(), 2.5E+20);
+}
+
+TEST(TextFile, EachBlankLineAfterTheLastLineIsALineOfItsOwn) {
+  TempDir dir;
+  const std::string path = dir.File("trailing.txt");
+  WriteFileBytes(path, "data\r\n\r\n  \r\n");
+  TextFile f(path, TextFile::Mode::kInput);
+  EXPECT_EQ(f.LineInput(), "data");
+  EXPECT_FALSE(f.Eof());
+  EXPECT_EQ(f.LineInput(), "");
+  EXPECT_FALSE(f.Eof());
+  EXPECT_EQ(f.LineInput(), "  ");
+  EXPECT_TRUE(f.Eof());
+}
+
+TEST(TextFile, AFileOfBlankLinesIsNotAtItsEndButHoldsNoField) {
+  TempDir dir;
+  const std::string path = dir.File("blanks.txt");
+  WriteFileBytes(path, "\r\n \r\n");
+  TextFile f(path, TextFile::Mode::kInput);
+  EXPECT_FALSE(f.Eof());
+  EXPECT_RUNTIME_ERROR(f.InputField(), 62);
 }
 
 TEST(TextFile, LineInputReadsWholeLinesAndFailsPastTheEnd) {
@@ -135,6 +169,15 @@ TEST(TextFile, AnEmptyFileIsAtItsEnd) {
   TextFile f(path, TextFile::Mode::kInput);
   EXPECT_TRUE(f.Eof());
   EXPECT_RUNTIME_ERROR(f.InputField(), 62);
+}
+
+TEST(WriteWholeTextFile, ReplacesTheFileWithTheTextByteForByte) {
+  TempDir dir;
+  const std::string path = dir.File("whole.txt");
+  WriteFileBytes(path, "an older and longer content");
+  WriteWholeTextFile(path, "line 1\nline 2\r\n\xC2\xB5");
+  EXPECT_EQ(ReadFileBytes(path), "line 1\nline 2\r\n\xC2\xB5");
+  EXPECT_RUNTIME_ERROR(WriteWholeTextFile(dir.File("no/such/folder/x.txt"), "x"), 76);
 }
 
 TEST(TextFile, OpeningErrorsHaveTheirOwnNumbers) {
