@@ -46,6 +46,7 @@ const Keyword<Thresholds> kThresholdKeywords[] = {
     {"normal_uncertainty", Set<Thresholds, &Thresholds::normal_uncertainty>},
     {"across_uncertainty", Set<Thresholds, &Thresholds::across_uncertainty>},
     {"deflection_variation", Set<Thresholds, &Thresholds::deflection_variation>},
+    {"plane_spread", Set<Thresholds, &Thresholds::plane_spread>},
     {"last_step_share", Set<Thresholds, &Thresholds::last_step_share>},
     {"residual_autocorrelation", Set<Thresholds, &Thresholds::residual_autocorrelation>},
     {"outlier_fraction", Set<Thresholds, &Thresholds::outlier_fraction>},
@@ -75,6 +76,9 @@ const Keyword<Options> kOptionKeywords[] = {
        ApplyKeywords<Thresholds>(o.thresholds, DictOf(v), kThresholdKeywords,
                                  "calibrate(thresholds=...)");
      }},
+    {"bootstrap_fits", Set<Options, &Options::bootstrap_fits>},
+    {"bootstrap_seed", Set<Options, &Options::bootstrap_seed>},
+    {"bootstrap_threads", Set<Options, &Options::bootstrap_threads>},
     {"show_progress", Set<Options, &Options::show_progress>},
 };
 
@@ -246,8 +250,9 @@ max_iterations, convergence ('gradient', 'parameters', 'both'),
 gradient_tolerance, sphere_tolerance, polynomial_tolerance, mu, nu,
 head={'a_deg', 'b_deg', 'a_axis', 'b_axis'}, probe_offsets, known_radius (mm
 or None), thresholds={'normal_uncertainty', 'across_uncertainty',
-'deflection_variation', 'last_step_share', 'residual_autocorrelation',
-'outlier_fraction'}, show_progress.
+'deflection_variation', 'plane_spread', 'last_step_share',
+'residual_autocorrelation', 'outlier_fraction'}, bootstrap_fits,
+bootstrap_seed, bootstrap_threads, show_progress.
 Raises CalibrationError with the library's text on failure.)");
   m.def("load", &Load, py::arg("path"), "Reads a calibration file into a Calibration.");
 }

@@ -43,6 +43,17 @@ py::dict ErrorSpreadDict(const ErrorSpread& s) {
   return py::dict("max"_a = s.max, "rms"_a = s.rms, "p95"_a = s.p95);
 }
 
+// The bootstrap's figures, or None when it did not run.
+py::object BootstrapDict(const FitUncertainty::Bootstrap& b) {
+  if (b.fits == 0) return py::none();
+  std::vector<double> moments;
+  for (const auto& m : b.sample_covariance) moments.insert(moments.end(), m.begin(), m.end());
+  return py::dict("fits"_a = b.fits, "seed"_a = b.seed,
+                  "at_samples"_a = DeflectionDict(b.at_samples), "centre_u"_a = Triple(b.centre_u),
+                  "radius_u"_a = b.radius_u,
+                  "sample_covariance"_a = Matrix(moments, b.sample_covariance.size(), 6));
+}
+
 template <typename T, typename ToDict>
 py::list ListOf(const std::vector<T>& items, ToDict to_dict) {
   py::list list;
@@ -85,22 +96,24 @@ py::list WarningList(const std::vector<Warning>& warnings) { return ListOf(warni
 py::dict UncertaintyDict(const FitUncertainty& u) {
   if (!u.available) return py::dict("available"_a = false, "note"_a = u.note);
   const auto n = static_cast<std::size_t>(u.parameters);
-  py::dict d(
-      "available"_a = true, "note"_a = u.note, "residuals"_a = u.residuals,
-      "parameters"_a = u.parameters, "sigma"_a = u.sigma, "rank"_a = u.rank,
-      "condition_number"_a = u.condition_number, "parameter_names"_a = u.parameter_names,
-      "covariance"_a = Matrix(u.covariance, n, n), "centre_u"_a = Triple(u.centre_u),
-      "radius_u"_a = u.radius_u, "at_samples"_a = DeflectionDict(u.at_samples),
-      "over_range"_a = DeflectionDict(u.over_range),
-      "sample_normal_u"_a = Vector(u.sample_normal_u),
-      "sample_across_u"_a = Vector(u.sample_across_u),
-      "sample_normals"_a = Triples(u.sample_normals),
-      "weakest"_a = ListOf(u.weakest, WeakDirectionDict), "deflection_mean"_a = u.deflection_mean,
-      "deflection_variation"_a = u.deflection_variation,
-      "residual_autocorrelation"_a = u.residual_autocorrelation, "robust_sigma"_a = u.robust_sigma,
-      "outlier_fraction"_a = u.outlier_fraction,
-      "last_step_normal_change"_a = u.last_step_normal_change,
-      "last_step_across_change"_a = u.last_step_across_change, "radius_held"_a = u.radius_held);
+  py::dict d("available"_a = true, "note"_a = u.note, "residuals"_a = u.residuals,
+             "parameters"_a = u.parameters, "sigma"_a = u.sigma, "rank"_a = u.rank,
+             "condition_number"_a = u.condition_number, "parameter_names"_a = u.parameter_names,
+             "covariance"_a = Matrix(u.covariance, n, n), "centre_u"_a = Triple(u.centre_u),
+             "radius_u"_a = u.radius_u, "at_samples"_a = DeflectionDict(u.at_samples),
+             "over_range"_a = DeflectionDict(u.over_range),
+             "sample_normal_u"_a = Vector(u.sample_normal_u),
+             "sample_across_u"_a = Vector(u.sample_across_u),
+             "sample_normals"_a = Triples(u.sample_normals),
+             "weakest"_a = ListOf(u.weakest, WeakDirectionDict),
+             "deflection_mean"_a = u.deflection_mean, "plane_spread"_a = u.plane_spread,
+             "plane_axis"_a = Triple(u.plane_axis),
+             "deflection_variation"_a = u.deflection_variation,
+             "residual_autocorrelation"_a = u.residual_autocorrelation,
+             "robust_sigma"_a = u.robust_sigma, "outlier_fraction"_a = u.outlier_fraction,
+             "last_step_normal_change"_a = u.last_step_normal_change,
+             "last_step_across_change"_a = u.last_step_across_change,
+             "bootstrap"_a = BootstrapDict(u.bootstrap), "radius_held"_a = u.radius_held);
   // What fitting the radius would have given, when it was held.
   d["at_samples_radius_fitted"] =
       u.radius_held ? py::object(DeflectionDict(u.at_samples_radius_fitted)) : py::none();
@@ -130,7 +143,7 @@ py::dict VerificationDict(const VerificationReport& v) {
       "radius_error"_a = v.radius_error, "normal_coverage"_a = OrNone(v.normal_coverage),
       "across_coverage"_a = OrNone(v.across_coverage),
       "axis_coverage"_a = v.axis_coverage ? py::object(Triple(*v.axis_coverage)) : py::none(),
-      "radius_covered"_a = OrNone(v.radius_covered));
+      "radius_covered"_a = OrNone(v.radius_covered), "bootstrap"_a = v.bootstrap);
 }
 
 }  // namespace tavric::python

@@ -223,3 +223,29 @@ def test_repr_summarises_the_fit(cal):
     text = repr(cal)
     assert text.startswith("<tavric.Calibration order=3 samples=2000 FitRMS=")
     assert f"{cal.statistics['rms'] * 1000:.4f} um" in text
+
+
+def test_the_bootstrap_runs_when_asked_and_is_the_same_on_any_thread_count(small_scan):
+    data, _ = small_scan
+    plain = tavric.calibrate(data)
+    assert plain.uncertainty["bootstrap"] is None
+    one = tavric.calibrate(data, bootstrap_fits=4, bootstrap_seed=9, bootstrap_threads=1)
+    two = tavric.calibrate(data, bootstrap_fits=4, bootstrap_seed=9, bootstrap_threads=2)
+    b = one.uncertainty["bootstrap"]
+    assert b["fits"] == 4 and b["seed"] == 9
+    assert b["sample_covariance"].shape == (plain.samples, 6)
+    assert b["radius_u"] > 0
+    assert np.array_equal(b["sample_covariance"], two.uncertainty["bootstrap"]["sample_covariance"])
+    # The bootstrap adds figures; the fit itself is the same.
+    assert np.array_equal(one.coefficients, plain.coefficients)
+
+
+def test_plane_spread_is_reported_and_its_threshold_decides_the_warning(small_scan):
+    data, _ = small_scan
+    cal = tavric.calibrate(data)
+    spread = cal.uncertainty["plane_spread"]
+    assert 0 < spread <= 1
+    assert cal.uncertainty["plane_axis"].shape == (3,)
+    codes = [w["code"] for w in tavric.calibrate(data, thresholds={"plane_spread": 1.0}).warnings]
+    assert "planes-share-axis" in codes
+    assert "planes-share-axis" not in [w["code"] for w in cal.warnings]
