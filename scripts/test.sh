@@ -7,6 +7,11 @@ cd "$(dirname "$0")/.."
 source scripts/deps.sh
 tavric_install_deps
 
+if ! command -v chromium >/dev/null 2>&1; then
+  echo "NOTE: chromium is not installed: the browser check of the report page" \
+       "(report.PageShowsEveryPanelInChromium) is skipped. Install it with: apt-get install chromium"
+fi
+
 for preset in dev asan tsan; do
   echo "=== ${preset} ==="
   cmake --preset "$preset"

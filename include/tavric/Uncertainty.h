@@ -149,6 +149,9 @@ struct FitUncertainty {
     DeflectionUncertainty at_samples;
     std::array<double, 3> centre_u{0.0, 0.0, 0.0};
     double radius_u = 0.0;
+    // Per sample, the second moments of the replicas' deflection about the
+    // calibration's (mm^2): xx, xy, xz, yy, yz, zz.
+    std::vector<std::array<double, 6>> sample_covariance;
   } bootstrap;
 
   // With the radius held: the same figures had the radius been fitted, to

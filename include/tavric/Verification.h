@@ -51,6 +51,9 @@ struct VerificationReport {
   std::optional<double> across_coverage;
   std::optional<Vec3> axis_coverage;
   std::optional<bool> radius_covered;
+  // Whether those coverages use the calibration's bootstrap uncertainty
+  // (when it has one for these samples) rather than the linear one.
+  bool bootstrap = false;
 };
 
 // The largest deflection (mm) of the readings spread through the range when

@@ -143,15 +143,15 @@ FitUncertainty::Bootstrap RunBootstrap(const DataArray& data, const Calibration&
   const double n = result.fits;
   uncertainty::UncertaintyCollector collector(m);
   for (std::size_t k = 0; k < m; ++k) {
-    const std::array<double, 6>& s = moments[k];
-    const uncertainty::Mat3 c = {{{s[0] / n, s[1] / n, s[2] / n},
-                                  {s[1] / n, s[3] / n, s[4] / n},
-                                  {s[2] / n, s[4] / n, s[5] / n}}};
+    std::array<double, 6>& s = moments[k];
+    for (double& x : s) x /= n;
+    const uncertainty::Mat3 c = {{{s[0], s[1], s[2]}, {s[1], s[3], s[4]}, {s[2], s[4], s[5]}}};
     collector.Add(uncertainty::Split(c, u.sample_normals[k]));
   }
   result.at_samples = collector.Summary();
   for (std::size_t a = 0; a < 3; ++a) result.centre_u[a] = std::sqrt(centre_moment[a] / n);
   result.radius_u = std::sqrt(radius_moment / n);
+  result.sample_covariance = std::move(moments);
   return result;
 }
 

@@ -245,4 +245,10 @@ void TextFile::Print(const std::string& text) {
   if (std::fwrite(text.data(), 1, text.size(), out_) != text.size()) RaiseWriteError(errno);
 }
 
+void WriteWholeTextFile(const std::string& path, const std::string& text) {
+  TextFile file(path, TextFile::Mode::kOutput);
+  file.Print(text);
+  file.Close();
+}
+
 }  // namespace tavric

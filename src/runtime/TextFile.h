@@ -89,4 +89,8 @@ class TextFile {
   std::FILE* out_ = nullptr;
 };
 
+// Writes `text` as the whole content of the file at `path`, replacing it
+// (the errors of Open, Print and Close above).
+void WriteWholeTextFile(const std::string& path, const std::string& text);
+
 }  // namespace tavric

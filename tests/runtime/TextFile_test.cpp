@@ -173,6 +173,15 @@ TEST(TextFile, AnEmptyFileIsAtItsEnd) {
   EXPECT_RUNTIME_ERROR(f.InputField(), 62);
 }
 
+TEST(WriteWholeTextFile, ReplacesTheFileWithTheTextByteForByte) {
+  TempDir dir;
+  const std::string path = dir.File("whole.txt");
+  WriteFileBytes(path, "an older and longer content");
+  WriteWholeTextFile(path, "line 1\nline 2\r\n\xC2\xB5");
+  EXPECT_EQ(ReadFileBytes(path), "line 1\nline 2\r\n\xC2\xB5");
+  EXPECT_RUNTIME_ERROR(WriteWholeTextFile(dir.File("no/such/folder/x.txt"), "x"), 76);
+}
+
 TEST(TextFile, OpeningErrorsHaveTheirOwnNumbers) {
   TempDir dir;
   TextFile f;

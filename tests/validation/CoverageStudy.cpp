@@ -72,6 +72,7 @@ DesignResult RunDesign(const Design& design, int seeds, std::uint64_t first_seed
     Options options;
     options.order = design.order;
     options.max_iterations = 60;
+    options.bootstrap_fits = design.bootstrap;
     std::optional<Calibration> cal;
     try {
       cal = calibrate(samples, options);
@@ -97,7 +98,8 @@ DesignResult RunDesign(const Design& design, int seeds, std::uint64_t first_seed
     const bool warned = !cal->warnings().empty();
     if (warned) ++r.warned;
     for (const Warning& w : cal->warnings())
-      if (std::find(r.codes.begin(), r.codes.end(), w.code) == r.codes.end()) r.codes.push_back(w.code);
+      if (std::find(r.codes.begin(), r.codes.end(), w.code) == r.codes.end())
+        r.codes.push_back(w.code);
     if (v.normal.max > kLargeError) {
       ++r.large_error_fits;
       if (!warned) ++r.large_error_unwarned;
@@ -121,18 +123,20 @@ std::string Table(const std::vector<DesignResult>& results) {
   for (const DesignResult& r : results) {
     std::string codes;
     for (const std::string& c : r.codes) codes += (codes.empty() ? "" : ", ") + c;
-    t += "| " + r.design.name + (r.design.identifiable ? "" : " (not identifiable)") + " | " +
-         std::to_string(r.fits) + (r.refused ? " (+" + std::to_string(r.refused) + " refused)" : "") +
-         " | " + Fixed("%.1f %%", 100.0 * r.normal_coverage) + " | " +
+    t += "| " + r.design.name +
+         (r.design.bootstrap > 0 ? ", bootstrap " + std::to_string(r.design.bootstrap) : "") +
+         (r.design.identifiable ? "" : " (not identifiable)") + " | " + std::to_string(r.fits) +
+         (r.refused ? " (+" + std::to_string(r.refused) + " refused)" : "") + " | " +
+         Fixed("%.1f %%", 100.0 * r.normal_coverage) + " | " +
          Fixed("%.1f %%", 100.0 * r.across_coverage) + " | " +
          Fixed("%.1f %%", 100.0 * r.axis_coverage) + " | " +
          Fixed("%.0f %%", 100.0 * r.radius_coverage) + " | " +
          Fixed("%.2f \u00b5m", 1000.0 * r.max_normal_error) + " | " +
          Fixed("%.0f \u00b5m", 1000.0 * r.max_across_error) + " | " +
          Fixed("%.2f \u00b5m", 1000.0 * r.max_normal_u95) + " | " +
-         Fixed("%.0f", 1000.0 * r.min_across_u95) + "-" + Fixed("%.0f \u00b5m", 1000.0 * r.max_across_u95) +
-         " | " + std::to_string(r.warned) + "/" + std::to_string(r.fits) + " | " +
-         (codes.empty() ? "-" : codes) + " |\n";
+         Fixed("%.0f", 1000.0 * r.min_across_u95) + "-" +
+         Fixed("%.0f \u00b5m", 1000.0 * r.max_across_u95) + " | " + std::to_string(r.warned) + "/" +
+         std::to_string(r.fits) + " | " + (codes.empty() ? "-" : codes) + " |\n";
   }
   return t;
 }

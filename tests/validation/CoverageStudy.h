@@ -24,6 +24,8 @@ struct Design {
   // Whether the design determines the deflection along the normal (the
   // coverage claim is made for these only).
   bool identifiable = true;
+  // Refits of the bootstrap uncertainty per fit (0: the linear one).
+  int bootstrap = 0;
 };
 
 // Noise on the readings (counts) and on the machine positions (um).
@@ -44,7 +46,7 @@ struct DesignResult {
   // Shares of all samples of all fits within +-2u.
   double normal_coverage = 0.0;
   double across_coverage = 0.0;
-  double axis_coverage = 0.0;  // the three axes together
+  double axis_coverage = 0.0;    // the three axes together
   double radius_coverage = 0.0;  // share of fits
   // Largest true errors over all fits (mm) and the largest reported
   // expanded uncertainties (95th percentile over a scan, mm).

@@ -1,6 +1,7 @@
 // tavric_coverage_study: the full study of how well the reported uncertainty
 // covers the truth (see CoverageStudy.h). Prints one Markdown table.
 //   tavric_coverage_study [SEEDS_PER_DESIGN] [SAMPLES]
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -20,6 +21,14 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "%s: %d fits\n", d.name.c_str(), results.back().fits);
       }
     }
+  }
+  // The bootstrap uncertainty of the third-order designs that raise no
+  // warning by design, with fewer seeds (each fit is 1 + 25 fits).
+  for (Design d : StudyDesigns(samples, Noise{}, 3)) {
+    if (d.name.rfind("five planes", 0) != 0 && d.name.rfind("one side", 0) != 0) continue;
+    d.bootstrap = 25;
+    results.push_back(RunDesign(d, std::max(2, seeds / 2)));
+    std::fprintf(stderr, "%s, bootstrap: %d fits\n", d.name.c_str(), results.back().fits);
   }
   std::cout << Table(results);
   int fits = 0;
