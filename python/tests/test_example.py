@@ -57,3 +57,21 @@ def test_the_example_reports_a_failure_with_the_librarys_text(tmp_path):
     done = subprocess.run([sys.executable, str(SCRIPT), str(bad)], capture_output=True, text=True)
     assert done.returncode == 1
     assert done.stderr.strip() == f"{bad}: No Data identified. (read-failed)"
+
+
+def documented_session():
+    """The lines docs/python.md shows for the worked example, as a list."""
+    page = pathlib.Path(os.environ["TAVRIC_DOCS_DIR"]) / "python.md"
+    lines = page.read_text(encoding="utf-8").splitlines()
+    start = next(i for i, line in enumerate(lines) if line.startswith("$ ") and "residuals.py" in line)
+    end = lines.index("```", start)
+    return lines[start][2:], lines[start + 1 : end]
+
+
+def test_the_documented_session_is_what_the_script_prints(tmp_path):
+    command, shown = documented_session()
+    args = command.split("residuals.py", 1)[1].split()
+    printed = run(*args, "--plot", "residuals.png", cwd=tmp_path, hide_matplotlib=True).splitlines()
+    # Without matplotlib the plot line gives way to the text histogram.
+    assert shown[-1] == "Plotted       : residuals.png"
+    assert printed[: len(shown) - 1] == shown[:-1]
