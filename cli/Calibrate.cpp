@@ -228,6 +228,7 @@ Command AddCalibrate(CLI::App& app) {
       ->check(CLI::NonNegativeNumber)
       ->capture_default_str();
   o->fit.Add(*sub);
+  AddDecimalCommaOption(*sub);
   sub->add_flag("--json", o->json,
                 "Print the result as one JSON object (one per line for several files)");
   sub->add_flag("--strict", o->strict, "Exit with status 3 when the calibration raises a warning");

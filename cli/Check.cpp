@@ -142,6 +142,7 @@ Command AddCheck(CLI::App& app) {
   sub->add_option("DATA", o->data, "Calibration data file")->required()->check(CLI::ExistingFile);
   o->fit.Add(*sub);
   sub->add_flag("--json", o->json, "Print the report as one JSON object");
+  AddDecimalCommaOption(*sub);
   sub->add_flag("--strict", o->strict, "Exit with status 3 when the calibration raises a warning");
   return {sub, [o] { return RunCheck(*o); }};
 }

@@ -42,9 +42,30 @@ Command AddSimulate(CLI::App& app);
 // The tool's name and version, e.g. "tavric 1.0.0".
 std::string ToolVersion();
 
-// Writes a failure text of the library on standard error, unchanged, and
+// Writes a failure text of the library on standard error, unchanged and
+// alone on its line (followed by a hint line when DataFileHint has one), and
 // returns kExitFailure.
 int Fail(const std::string& text);
+
+// The JSON object of a failed run of `command` (show, transform, verify,
+// simulate): the head of its objects, its input and output, and the failure
+// text as "result".
+Json FailureJson(const char* command, const Json& input, const Json& output,
+                 const std::string& text);
+// Fail(text), after printing FailureJson(...) when the run was asked for JSON.
+int Fail(const std::string& text, bool json, const char* command, const Json& input,
+         const Json& output);
+
+// Adds --decimal-comma to a subcommand that reads data files. The tool never
+// changes the process locale, so data numbers are read with a period unless
+// the flag is given; the flag makes a comma the decimal separator of the
+// library's locale-aware conversions (data files, and the progress display).
+void AddDecimalCommaOption(CLI::App& command);
+
+// A hint line for a failure text of the data readers ("hint: ..."), or an
+// empty text when there is none: a type or subscript error of the generic
+// layout usually comes from lines after the file's closing line.
+std::string DataFileHint(const std::string& failure);
 
 // printf-style formatting of one number (e.g. Format("%.4f", x)).
 std::string Format(const char* format, double value);

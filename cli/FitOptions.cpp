@@ -77,6 +77,14 @@ void FitOptions::Add(CLI::App& sub) {
       ->type_name("UM")
       ->check(CLI::NonNegativeNumber)
       ->capture_default_str();
+  sub.add_option("--bootstrap", o.bootstrap_fits,
+                 "Also estimate the uncertainty from this many refits of replicas of the scan "
+                 "(20 to 50; slower, but it takes in what the linear estimate leaves out)")
+      ->type_name("N")
+      ->check(CLI::Range(0, 1000))
+      ->capture_default_str();
+  sub.add_option("--bootstrap-seed", o.bootstrap_seed, "Seed of the bootstrap's noise")
+      ->capture_default_str();
   sub.add_flag("--progress", o.show_progress, "Show the optimisation's progress on standard error");
 }
 
@@ -108,7 +116,9 @@ Json FitOptions::SettingsJson(const Options& o) {
           {"offsets", o.probe_offsets},
           {"radius", o.known_radius ? Json(*o.known_radius) : Json(nullptr)},
           {"max_normal_uncertainty_um", Micrometres(o.thresholds.normal_uncertainty)},
-          {"max_across_uncertainty_um", Micrometres(o.thresholds.across_uncertainty)}};
+          {"max_across_uncertainty_um", Micrometres(o.thresholds.across_uncertainty)},
+          {"bootstrap", o.bootstrap_fits},
+          {"bootstrap_seed", o.bootstrap_seed}};
 }
 
 }  // namespace tavric::cli

@@ -5,13 +5,16 @@
 #include <optional>
 #include <string>
 
+#include "Commands.h"
 #include "tavric/Calibration.h"
 
 namespace tavric::cli {
 
 // Loads the calibration, or writes why it cannot on standard error (the
 // library's text on its own line, then what the file seems to be) and
-// returns nothing.
-std::optional<Calibration> LoadOrExplain(const std::string& path);
+// returns nothing; a run of `command` asked for JSON (`json`) also prints
+// its failure object, with `input`, on standard output.
+std::optional<Calibration> LoadOrExplain(const std::string& path, bool json, const char* command,
+                                         const Json& input);
 
 }  // namespace tavric::cli

@@ -12,7 +12,24 @@ constexpr int kJsonSchema = 1;
 
 int Fail(const std::string& text) {
   std::cerr << text << '\n';
+  const std::string hint = DataFileHint(text);
+  if (!hint.empty()) std::cerr << hint << '\n';
   return kExitFailure;
+}
+
+Json FailureJson(const char* command, const Json& input, const Json& output,
+                 const std::string& text) {
+  Json j = JsonHead(command);
+  j["input"] = input;
+  j["output"] = output;
+  j["result"] = text;
+  return j;
+}
+
+int Fail(const std::string& text, bool json, const char* command, const Json& input,
+         const Json& output) {
+  if (json) PrintJson(FailureJson(command, input, output, text));
+  return Fail(text);
 }
 
 std::string Format(const char* format, double value) {

@@ -41,13 +41,17 @@ Json HistoryJson(const RunReport& report) {
 
 std::string UncertaintyLine(const FitUncertainty& u) {
   if (!u.available) return "not available (" + u.note + ")";
-  std::string line = "deflection (95 %) normal " + PlusMinus(u.at_samples.normal.p95) +
-                     ", across " + PlusMinus(u.at_samples.across.p95) + "; radius ";
+  const bool bootstrap = u.bootstrap.fits > 0;
+  const DeflectionUncertainty& d = bootstrap ? u.bootstrap.at_samples : u.at_samples;
+  std::string line =
+      std::string("deflection (95 %") +
+      (bootstrap ? ", bootstrap of " + std::to_string(u.bootstrap.fits) + " refits" : "") +
+      ") normal " + PlusMinus(d.normal.p95) + ", across " + PlusMinus(d.across.p95) + "; radius ";
   if (u.radius_held) {
     line += "held (fitted: radius " + PlusMinus(u.radius_u_fitted) + ", normal " +
             PlusMinus(u.at_samples_radius_fitted.normal.p95) + ")";
   } else {
-    line += PlusMinus(u.radius_u);
+    line += PlusMinus(bootstrap ? u.bootstrap.radius_u : u.radius_u);
   }
   return line;
 }
@@ -110,6 +114,8 @@ Json UncertaintyJson(const FitUncertainty& u) {
             {"over_range_um", DeflectionJson(u.over_range)},
             {"weakest", weakest},
             {"deflection_mean_mm", u.deflection_mean},
+            {"plane_spread", u.plane_spread},
+            {"plane_axis", u.plane_axis},
             {"deflection_variation", u.deflection_variation},
             {"residual_autocorrelation", u.residual_autocorrelation},
             {"robust_sigma_um", Micrometres(u.robust_sigma)},
@@ -117,6 +123,23 @@ Json UncertaintyJson(const FitUncertainty& u) {
             {"last_step_normal_change_um", Micrometres(u.last_step_normal_change)},
             {"last_step_across_change_um", Micrometres(u.last_step_across_change)},
             {"radius_held", u.radius_held}};
+  if (u.bootstrap.fits > 0) {
+    j["bootstrap"] = {
+        {"fits", u.bootstrap.fits},
+        {"seed", u.bootstrap.seed},
+        {"expanded_95_um",
+         {{"normal", 2.0 * Micrometres(u.bootstrap.at_samples.normal.p95)},
+          {"across", 2.0 * Micrometres(u.bootstrap.at_samples.across.p95)},
+          {"radius",
+           u.radius_held ? Json(nullptr) : Json(2.0 * Micrometres(u.bootstrap.radius_u))}}},
+        {"centre_um",
+         {Micrometres(u.bootstrap.centre_u[0]), Micrometres(u.bootstrap.centre_u[1]),
+          Micrometres(u.bootstrap.centre_u[2])}},
+        {"radius_um", u.radius_held ? Json(nullptr) : Json(Micrometres(u.bootstrap.radius_u))},
+        {"at_samples_um", DeflectionJson(u.bootstrap.at_samples)}};
+  } else {
+    j["bootstrap"] = nullptr;
+  }
   if (u.radius_held) {
     j["radius_fitted"] = {{"radius_um", Micrometres(u.radius_u_fitted)},
                           {"at_samples_um", DeflectionJson(u.at_samples_radius_fitted)}};

@@ -18,7 +18,8 @@ std::string Column(const std::string& text, std::size_t width) {
 }
 
 int RunShow(const ShowOptions& o) {
-  const std::optional<Calibration> loaded = LoadOrExplain(o.calibration);
+  const std::optional<Calibration> loaded =
+      LoadOrExplain(o.calibration, o.json, "show", o.calibration);
   if (!loaded) return kExitFailure;
   const Calibration& cal = *loaded;
   const Triple& offsets = cal.probe_offsets();

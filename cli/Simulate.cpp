@@ -32,7 +32,7 @@ int RunSimulate(SimulateOptions& o) {
   std::string result = o.layout == "generic" ? sim::WriteGenericDataFile(o.output, simulated.data)
                                              : sim::WriteMarkedDataFile(o.output, simulated.data);
   if (result == "OK" && !o.truth.empty()) result = sim::WriteTruthJson(o.truth, simulated.truth);
-  if (result != "OK") return Fail(result);
+  if (result != "OK") return Fail(result, o.json, "simulate", nullptr, o.output);
 
   const int samples = simulated.data.Extent2();
   if (o.json) {

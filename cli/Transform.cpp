@@ -62,6 +62,17 @@ std::string ReadReadings(std::istream& in, const std::string& name, std::vector<
   return {};
 }
 
+// The "input" of the JSON objects: the data file or the file of readings
+// (none for a reading on the command line).
+Json Input(const TransformOptions& o) {
+  if (!o.data.empty()) return o.data;
+  return o.input.empty() ? Json(nullptr) : Json(o.input);
+}
+
+int Failure(const TransformOptions& o, const std::string& text) {
+  return Fail(text, o.json, "transform", Input(o), nullptr);
+}
+
 void PrintLine(const Triple& v) {
   std::cout << Full(v[0]) << ',' << Full(v[1]) << ',' << Full(v[2]) << '\n';
 }
@@ -72,12 +83,12 @@ int TransformReadings(const TransformOptions& o, const Calibration& cal) {
     readings.push_back({o.readings[0], o.readings[1], o.readings[2]});
   } else if (o.input == "-") {
     const std::string error = ReadReadings(std::cin, "<stdin>", readings);
-    if (!error.empty()) return Fail(error);
+    if (!error.empty()) return Failure(o, error);
   } else {
     std::ifstream in(o.input, std::ios::binary);
-    if (!in) return Fail(o.input + ": cannot be opened");
+    if (!in) return Failure(o, o.input + ": cannot be opened");
     const std::string error = ReadReadings(in, o.input, readings);
-    if (!error.empty()) return Fail(error);
+    if (!error.empty()) return Failure(o, error);
   }
 
   Json points = Json::array();
@@ -91,7 +102,7 @@ int TransformReadings(const TransformOptions& o, const Calibration& cal) {
   }
   if (o.json) {
     Json j = JsonHead("transform");
-    j["input"] = o.input.empty() ? Json(nullptr) : Json(o.input);
+    j["input"] = Input(o);
     j["output"] = nullptr;
     j["result"] = "OK";
     j["calibration"] = o.calibration;
@@ -106,7 +117,7 @@ int TransformData(const TransformOptions& o, const Calibration& cal) {
   DataArray data;
   std::string layout;
   const std::string read = ReadCalibrationDataFile(o.data, data, &layout);
-  if (read != "OK") return Fail(read);
+  if (read != "OK") return Failure(o, read);
 
   const std::int32_t first = data.LBound(2);
   const std::int32_t last = data.UBound(2);
@@ -125,7 +136,7 @@ int TransformData(const TransformOptions& o, const Calibration& cal) {
   }
   if (o.json) {
     Json j = JsonHead("transform");
-    j["input"] = o.data;
+    j["input"] = Input(o);
     j["output"] = nullptr;
     j["result"] = "OK";
     j["calibration"] = o.calibration;
@@ -139,7 +150,8 @@ int TransformData(const TransformOptions& o, const Calibration& cal) {
 }
 
 int RunTransform(const TransformOptions& o) {
-  const std::optional<Calibration> cal = LoadOrExplain(o.calibration);
+  const std::optional<Calibration> cal =
+      LoadOrExplain(o.calibration, o.json, "transform", Input(o));
   if (!cal) return kExitFailure;
   if (!o.data.empty()) return TransformData(o, *cal);
   return TransformReadings(o, *cal);
@@ -170,6 +182,7 @@ Command AddTransform(CLI::App& app) {
   readings->excludes(input, data);
   input->excludes(data);
   sub->add_flag("--json", o->json, "Print the results as one JSON object");
+  AddDecimalCommaOption(*sub);
   sub->callback([readings, input, data] {
     if (readings->count() + input->count() + data->count() == 0) {
       throw CLI::RequiredError("READING (P Q R), --input or --data");

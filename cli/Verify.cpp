@@ -35,15 +35,21 @@ void PrintRow(const char* name, const ErrorSpread& s) {
 }
 
 int RunVerify(const VerifyOptions& o) {
-  const std::optional<Calibration> cal = LoadOrExplain(o.calibration);
+  const std::optional<Calibration> cal =
+      LoadOrExplain(o.calibration, o.json, "verify", o.calibration);
   if (!cal) return kExitFailure;
-  const sim::GroundTruth truth = sim::ReadTruthJson(o.truth);
+  sim::GroundTruth truth;
+  try {
+    truth = sim::ReadTruthJson(o.truth);
+  } catch (const Error& e) {
+    return Fail(e.text(), o.json, "verify", o.calibration, nullptr);
+  }
 
   std::vector<Sample> samples;
   if (!o.data.empty()) {
     DataArray data;
     const std::string read = ReadCalibrationDataFile(o.data, data);
-    if (read != "OK") return Fail(read);
+    if (read != "OK") return Fail(read, o.json, "verify", o.calibration, nullptr);
     for (std::int32_t k = data.LBound(2); k <= data.UBound(2); ++k)
       samples.push_back({data(1, k), data(2, k), data(3, k), data(4, k), data(5, k), data(6, k)});
   }
@@ -121,6 +127,7 @@ Command AddVerify(CLI::App& app) {
       ->check(CLI::PositiveNumber)
       ->excludes(data)
       ->capture_default_str();
+  AddDecimalCommaOption(*sub);
   sub->add_flag("--json", o->json, "Print the comparison as one JSON object");
   return {sub, [o] { return RunVerify(*o); }};
 }

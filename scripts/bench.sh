@@ -5,7 +5,8 @@
 # which this script does), their ratio, the floor (outer iterations x the
 # normal-matrix kernel alone), Tavric / floor, the iterations and the peak
 # memory of `tavric calibrate` on the case's file; then the readers, saving
-# and loading, batch deflections, the kernel alone and the whole tool.
+# and loading, batch deflections, the kernel alone and the whole tool; last, the time to render and to write the report page for
+# 4,000 and 32,767 samples with the page's size.
 #
 # Usage: scripts/bench.sh [--smoke] [--repetitions N]
 #   --smoke          one repetition of everything, minimal time per benchmark:
@@ -139,6 +140,13 @@ for order in (1, 2, 3):
               f"RMS {c['rms_um']:.4f} um (Tavric {c['tavric_rms_um']:.4f} um), "
               f"{'reached' if c['reached'] else 'did not reach'} Tavric's final cost", end="")
 print()
+print()
+print("| report page | samples | time (ms) | page size (bytes) |")
+print("|---|---:|---:|---:|")
+for name, step in (("BM_RenderReportPage", "rendered in memory"), ("BM_WriteReportPage", "written to a file")):
+    for samples in (4000, 32767):
+        r = find(f"{name}/samples:{samples}")
+        print(f"| {step} | {samples:,} | {ms(r):.1f} | {int(r['bytes'])} |")
 print(f"\nKernels: {isa}; load average while running: {open('/proc/loadavg').read().split()[0:3]}")
 if smoke:
     print("(smoke run: one repetition, minimal times; the figures mean nothing)")

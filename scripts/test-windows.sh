@@ -4,13 +4,20 @@
 #   - the DLL exports exactly its four entry points, undecorated, needs no
 #     mingw runtime DLL, and embeds a type library of its own architecture;
 #   - per architecture, in a fresh Wine prefix: regsvr32 and the registry
-#     keys; the test client (windows/tests/client.cpp) early and late bound;
-#     the calibration files the DLL writes, byte for byte against the Linux
-#     build (and tavric.exe against the Linux tavric, when the tool exists);
-#     the progress window under Xvfb (texts read while it runs, a screenshot);
-#     unregistering and the keys gone.
-# 32-bit runs need wine32 (i386 multiarch); when it cannot be installed the
-# 32-bit build is still made and inspected, and the output says so.
+#     keys (each architecture's own registry view); the test client
+#     (windows/tests/client.cpp) early and late bound; the calibration files
+#     the DLL writes, byte for byte against the Linux build (the simulated
+#     scan, a 32,767-sample third-order scan, every example, and tavric.exe
+#     against the Linux tavric, when the tool exists); the progress window
+#     under Xvfb with a decimal-comma user's locale (LC_ALL=de_DE.UTF-8:
+#     texts read while it runs, a screenshot, the locale's effects on data
+#     and calibration files); unregistering and the keys gone.
+# 32-bit runs need wine32 (i386 multiarch). When the plain install fails
+# (the mirror's i386 security index mid-sync), ../shared/tools/install-wine32.sh
+# beside the checkout installs it; when that fails too, or is absent, the
+# 32-bit build is still made and inspected, and the output says so loudly.
+# The last lines give the number of checks passed and failed per
+# architecture.
 #
 # Usage: scripts/test-windows.sh          (run by .ci/run after the portable tests)
 # Builds in build/windows-linux, build/windows-x64, build/windows-x86; the
@@ -51,13 +58,21 @@ ROOT=$PWD
 START=$(date +%s)
 FAILURES=()
 NOTES=()
+# Checks passed and failed per architecture ("x64", "x86"; "all" for the
+# checks of neither).
+declare -A PASSED=() FAILED=()
+ARCH=all
 
 log() { echo "[windows $(($(date +%s) - START))s] $*"; }
 fail() {
   echo "FAIL: $*"
   FAILURES+=("$*")
+  FAILED[$ARCH]=$((${FAILED[$ARCH]:-0} + 1))
 }
-pass() { echo "ok: $*"; }
+pass() {
+  echo "ok: $*"
+  PASSED[$ARCH]=$((${PASSED[$ARCH]:-0} + 1))
+}
 note() {
   echo "NOTE: $*"
   NOTES+=("$*")
@@ -78,7 +93,10 @@ installed() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q "install o
 # --- Packages -------------------------------------------------------------------------
 log "packages"
 PACKAGES=(cmake g++ make g++-mingw-w64-i686 g++-mingw-w64-x86-64 mingw-w64-tools libwine-dev
-  wine wine64 xvfb xauth imagemagick fonts-wine libcli11-dev nlohmann-json3-dev)
+  wine wine64 xvfb xauth imagemagick fonts-wine libcli11-dev nlohmann-json3-dev locales-all)
+# A user's locale with a decimal comma, for the locale checks (Wine takes the
+# user's locale from the Unix one).
+COMMA_LOCALE=de_DE.UTF-8
 missing=()
 for p in "${PACKAGES[@]}"; do installed "$p" || missing+=("$p"); done
 # A mirror in the middle of a sync fails apt-get update for one index; the
@@ -90,17 +108,46 @@ if [ ${#missing[@]} -gt 0 ]; then
 fi
 
 mkdir -p build
-RUN_X86=1
+# 32-bit Wine, after the amd64 packages: the plain install, else the shared
+# installer that copes with a mirror whose i386 security index is mid-sync.
+WINE32_LOG=$ROOT/build/wine32-install.log
+WINE32_INSTALLER=$ROOT/../shared/tools/install-wine32.sh
 if ! installed wine32:i386; then
+  log "32-bit Wine"
   if ! dpkg --print-foreign-architectures | grep -qx i386; then
     $SUDO dpkg --add-architecture i386 || true
   fi
   $SUDO apt-get update -qq || note "apt-get update (with i386) reported errors"
-  if ! apt_install wine32:i386 >"$ROOT/build/wine32-install.log" 2>&1; then
-    RUN_X86=0
+  if ! apt_install wine32:i386 >"$WINE32_LOG" 2>&1; then
+    echo "The plain install of wine32:i386 failed (build/wine32-install.log):"
+    tail -n 5 "$WINE32_LOG"
+    if [ -f "$WINE32_INSTALLER" ]; then
+      echo "Installing it with ../shared/tools/install-wine32.sh"
+      if ! bash "$WINE32_INSTALLER" >>"$WINE32_LOG" 2>&1; then
+        echo "../shared/tools/install-wine32.sh FAILED; its last lines:"
+        tail -n 15 "$WINE32_LOG"
+        # The installer stops (set -e with pipefail) when a -dev package that
+        # its plan would remove has no library version to move along with
+        # it (python3-dev, for one). Once more with that lookup allowed to
+        # find nothing, from a copy; the copy is left unchanged when the
+        # installer no longer has the line.
+        patched=$(mktemp)
+        sed 's/| head -n1 | cut -d= -f2)$/| head -n1 | cut -d= -f2 || true)/' \
+          "$WINE32_INSTALLER" >"$patched"
+        if ! cmp -s "$patched" "$WINE32_INSTALLER"; then
+          echo "Trying again with the -dev lookup allowed to find nothing"
+          bash "$patched" >>"$WINE32_LOG" 2>&1 || tail -n 15 "$WINE32_LOG"
+        fi
+        rm -f "$patched"
+      fi
+    else
+      echo "../shared/tools/install-wine32.sh IS ABSENT (expected at $WINE32_INSTALLER):"
+      echo "nothing more can be tried to install 32-bit Wine."
+    fi
   fi
 fi
-if [ "$RUN_X86" = 0 ] || ! installed wine32:i386; then
+RUN_X86=1
+if ! installed wine32:i386; then
   RUN_X86=0
   echo "=================================================================================="
   echo "32-BIT WINE IS NOT AVAILABLE: wine32:i386 could not be installed (see"
@@ -173,6 +220,7 @@ log "static checks"
 EXPECTED_EXPORTS="DllCanUnloadNow DllGetClassObject DllRegisterServer DllUnregisterServer"
 ALLOWED_IMPORTS="advapi32.dll gdi32.dll kernel32.dll msvcrt.dll ole32.dll oleaut32.dll user32.dll version.dll"
 for arch in x64 x86; do
+  ARCH=$arch
   dir=build/windows-$arch
   objdump=${TRIPLET[$arch]}-objdump
   dll=$dir/windows/Tavric.dll
@@ -213,6 +261,7 @@ for arch in x64 x86; do
     fail "$arch: the DLL does not embed this architecture's type library"
   fi
 done
+ARCH=all
 
 # --- Wine runs -----------------------------------------------------------------------------
 CLSID='{7DF9006F-2689-4B56-88BB-55FCD70AC51C}'
@@ -220,24 +269,42 @@ LIBID='{7441726E-66D4-46CB-B91B-960E2BA94B7B}'
 IID='{9C0600D6-B442-4E23-A550-8C80A9A0B9C9}'
 PROGID='Tavric.ClsProbeCalibration'
 
+# The registry view of the architecture under test: in a prefix that runs
+# both, a 64-bit server registers in the 64-bit view, a 32-bit one in the
+# 32-bit view, and `wine reg` alone would read only one of them.
+REG_VIEW=/reg:64
 reg_value() { # KEY [VALUE]: prints the value's data ((Default) without VALUE)
   local key=$1 name=${2:-}
   local args=(/ve)
   [ -n "$name" ] && args=(/v "$name")
-  { timeout 60 wine reg query "$key" "${args[@]}" 2>/dev/null || true; } | tr -d '\r' |
-    sed -n 's/^ *\S\+ \+REG_SZ \+//p' | head -1
+  { timeout 60 wine reg query "$key" "${args[@]}" "$REG_VIEW" 2>/dev/null || true; } |
+    tr -d '\r' | sed -n 's/^ *\S\+ \+REG_SZ \+//p' | head -1
 }
-key_exists() { timeout 60 wine reg query "$1" >/dev/null 2>&1; }
+key_exists() { timeout 60 wine reg query "$1" "$REG_VIEW" >/dev/null 2>&1; }
 expect_value() { # KEY VALUE-NAME EXPECTED DESCRIPTION
   local got
   got=$(reg_value "$1" "$2")
   [ "$got" = "$3" ] && pass "$4" || fail "$4: '$got', expected '$3'"
 }
-result_line_ok() { # LOG: the client's last line says nothing failed
-  local line
-  line=$(tr -d '\r' <"$1" | grep -E '^RESULT: [0-9]+ passed, [0-9]+ failed$' | tail -1 || true)
+# Judges one run of the test client: its FAIL lines shown, a pass when it
+# exited 0 with "RESULT: N passed, 0 failed" (N > 0), and its own checks
+# added to the architecture's client counts.
+declare -A CLIENT_PASSED=() CLIENT_FAILED=()
+client_run() { # LOG EXIT-CODE DESCRIPTION
+  local log=$1 rc=$2 what=$3 line
+  tr -d '\r' <"$log" 2>/dev/null | grep -E '^(FAIL|==|progress window)' || true
+  line=$(tr -d '\r' <"$log" 2>/dev/null | grep -E '^RESULT: [0-9]+ passed, [0-9]+ failed$' |
+    tail -1 || true)
   echo "${line:-no RESULT line}"
-  [[ "$line" =~ ^RESULT:\ [1-9][0-9]*\ passed,\ 0\ failed$ ]]
+  if [[ "$line" =~ ^RESULT:\ ([0-9]+)\ passed,\ ([0-9]+)\ failed$ ]]; then
+    CLIENT_PASSED[$ARCH]=$((${CLIENT_PASSED[$ARCH]:-0} + BASH_REMATCH[1]))
+    CLIENT_FAILED[$ARCH]=$((${CLIENT_FAILED[$ARCH]:-0} + BASH_REMATCH[2]))
+  fi
+  if [[ "$line" =~ ^RESULT:\ [1-9][0-9]*\ passed,\ 0\ failed$ ]] && [ "$rc" = 0 ]; then
+    pass "$ARCH: $what"
+  else
+    fail "$ARCH: $what: exit code $rc, see $log"
+  fi
 }
 same_file() { # A B DESCRIPTION
   if [ -f "$1" ] && [ -f "$2" ] && cmp -s "$1" "$2"; then
@@ -250,6 +317,8 @@ same_file() { # A B DESCRIPTION
 
 run_arch() {
   local arch=$1
+  ARCH=$arch
+  REG_VIEW=$([ "$arch" = x64 ] && echo /reg:64 || echo /reg:32)
   local dir=$ROOT/build/windows-$arch
   local out=$dir/out
   rm -rf "$out" "$dir/wineprefix" "$dir/progress-window.png"
@@ -283,23 +352,21 @@ run_arch() {
     fail "$arch: HKCR\\Interface\\$IID missing"
 
   log "$arch: test client (early and late binding)"
-  cp "$COMPARE/scan.bin" "$dir/scan.bin"
+  cp "$COMPARE/scan.bin" "$COMPARE/big.bin" "$dir/"
   local example_args=()
   local f
   for f in "${EXAMPLES[@]}"; do example_args+=(--example "$(winepath -w "$f")"); done
   rc=0
   timeout 900 wine "$client" api --scan "$(winepath -w "$dir/scan.bin")" \
-    --out "$(winepath -w "$out")" "${example_args[@]}" >"$dir/client-api.log" 2>&1 || rc=$?
-  tr -d '\r' <"$dir/client-api.log" | grep -E '^(FAIL|==)' || true
-  if result_line_ok "$dir/client-api.log" && [ "$rc" = 0 ]; then
-    pass "$arch: test client (api)"
-  else
-    fail "$arch: test client (api) exit code $rc, see $dir/client-api.log"
-  fi
+    --big "$(winepath -w "$dir/big.bin")" --out "$(winepath -w "$out")" "${example_args[@]}" \
+    >"$dir/client-api.log" 2>&1 || rc=$?
+  client_run "$dir/client-api.log" "$rc" "test client (api)"
 
   log "$arch: calibration files against the Linux build"
   same_file "$COMPARE/linux-scan.cal" "$out/windows-scan.cal" \
     "$arch: Optimise (bounds 0 To 5, 3 To N+2, order 3): file identical to Linux"
+  same_file "$COMPARE/linux-big.cal" "$out/windows-big.cal" \
+    "$arch: Optimise of 32,767 samples (order 3): file identical to Linux"
   same_file "$COMPARE/linux-scan.cal" "$out/windows-scan-headless-display.cal" \
     "$arch: the same with ProgressDisplay on (no desktop): identical to Linux"
   for f in "${EXAMPLES[@]}"; do
@@ -334,14 +401,11 @@ run_arch() {
   log "$arch: progress window under Xvfb"
   timeout 120 wineserver -w || true
   rc=0
-  timeout 600 xvfb-run -a -s "-screen 0 1024x768x24" \
+  # The display run also checks the user's locale: a decimal comma.
+  timeout 600 xvfb-run -a -s "-screen 0 1024x768x24" env LC_ALL="$COMMA_LOCALE" \
     "$ROOT/scripts/test-windows.sh" __display "$dir" "$client" "$dir/scan.bin" "$out" || rc=$?
-  tr -d '\r' <"$dir/client-display.log" | grep -E '^(FAIL|==|progress window)' || true
-  if result_line_ok "$dir/client-display.log" && [ "$rc" = 0 ]; then
-    pass "$arch: progress window (texts read while running)"
-  else
-    fail "$arch: progress window exit code $rc, see $dir/client-display.log"
-  fi
+  client_run "$dir/client-display.log" "$rc" \
+    "progress window (texts read while running) and the decimal-comma locale"
   if [ -f "$dir/progress-window.png" ]; then
     local colours
     colours=$(convert "$dir/progress-window.png" -format '%k' info: || echo 0)
@@ -352,6 +416,8 @@ run_arch() {
   fi
   same_file "$COMPARE/linux-scan.cal" "$out/windows-scan-display.cal" \
     "$arch: the calibration shown in the window: file identical to Linux"
+  same_file "$COMPARE/linux-scan.cal" "$out/windows-comma.cal" \
+    "$arch: the scan read with decimal commas: file identical to Linux"
   timeout 120 wineserver -w || true
 
   log "$arch: unregister"
@@ -370,6 +436,7 @@ run_arch x64
 if [ "$RUN_X86" = 1 ]; then
   run_arch x86
 fi
+ARCH=all
 
 # --- Summary ---------------------------------------------------------------------------
 echo
@@ -378,6 +445,18 @@ for n in "${NOTES[@]}"; do echo "NOTE: $n"; done
 if [ ${#FAILURES[@]} -gt 0 ]; then
   echo "Windows tests FAILED (${#FAILURES[@]}):"
   for f in "${FAILURES[@]}"; do echo "  - $f"; done
-  exit 1
 fi
-echo "Windows tests passed: x64 run$([ "$RUN_X86" = 1 ] && echo ", x86 run" || echo "; x86 built and inspected only (no 32-bit Wine)")."
+total_passed=${PASSED[all]:-0}
+total_failed=${FAILED[all]:-0}
+for arch in x64 x86; do
+  p=$((${PASSED[$arch]:-0} + ${CLIENT_PASSED[$arch]:-0}))
+  f=$((${FAILED[$arch]:-0} + ${CLIENT_FAILED[$arch]:-0}))
+  total_passed=$((total_passed + p))
+  total_failed=$((total_failed + f))
+  ran=$([ "$arch" = x64 ] || [ "$RUN_X86" = 1 ] && echo "run under Wine" ||
+    echo "built and inspected only, NOT RUN (no 32-bit Wine)")
+  echo "$arch: $p checks passed, $f failed (script ${PASSED[$arch]:-0}/${FAILED[$arch]:-0}," \
+    "test client ${CLIENT_PASSED[$arch]:-0}/${CLIENT_FAILED[$arch]:-0}; $ran)"
+done
+echo "windows: $total_passed passed, $total_failed failed"
+[ ${#FAILURES[@]} -eq 0 ] || exit 1

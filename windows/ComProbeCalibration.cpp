@@ -10,6 +10,7 @@
 #include "ServerModule.h"
 #include "WideText.h"
 #include "Win32ProgressView.h"
+#include "interface/CalibrationProcedure.h"
 #include "runtime/ErrorTrap.h"
 
 namespace tavric::com {
@@ -357,6 +358,8 @@ HRESULT ComProbeCalibration::Transform(double P, double Q, double R, double* X, 
 // --- Calibration and the calibration-functions file ----------------------------------
 
 HRESULT ComProbeCalibration::Optimise(SAFEARRAY** Data, unsigned char* Order, BSTR* result) {
+  // Every call ends with Mu and nu at their defaults, also one refused here.
+  const DampingReset damping_reset;
   if (result == nullptr) return E_POINTER;
   *result = nullptr;
   if (AnyNull(Data, Order)) return E_POINTER;
@@ -365,7 +368,7 @@ HRESULT ComProbeCalibration::Optimise(SAFEARRAY** Data, unsigned char* Order, BS
     return ReportError(DISP_E_TYPEMISMATCH, ErrorDescription(err::kTypeMismatch));
   }
   return ResultText(result, "Optimise Error ", " : ", [&] {
-    if (calibration_.ProgressDisplay()) UseWindowProgressView();
+    const HostMessagePump pump;
     const DataArray data = ToDataArray(*Data);
     return calibration_.Optimise(data, *Order);
   });
@@ -376,7 +379,7 @@ HRESULT ComProbeCalibration::OptimiseFromFile(BSTR* FileName, unsigned char* Ord
   *result = nullptr;
   if (AnyNull(FileName, Order)) return E_POINTER;
   return ResultText(result, "Error ", " : ", [&] {
-    if (calibration_.ProgressDisplay()) UseWindowProgressView();
+    const HostMessagePump pump;
     return calibration_.OptimiseFromFile(BstrToUtf8(*FileName), *Order);
   });
 }

@@ -9,9 +9,15 @@
 #include "Registration.h"
 #include "ServerModule.h"
 #include "Tavric_h.h"
+#include "UserLocale.h"
+#include "tavric/DecimalSeparator.h"
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID) {
-  if (reason == DLL_PROCESS_ATTACH) tavric::com::SetModule(instance);
+  if (reason == DLL_PROCESS_ATTACH) {
+    tavric::com::SetModule(instance);
+    // Numbers the user reads or writes follow the user's locale.
+    tavric::SetDecimalSeparatorSource(&tavric::com::UserDecimalSeparator);
+  }
   return TRUE;
 }
 

@@ -9,6 +9,7 @@
 #include "ServerModule.h"
 #include "WideText.h"
 #include "display/TerminalProgressView.h"
+#include "runtime/DoEvents.h"
 
 namespace tavric::com {
 namespace {
@@ -351,5 +352,12 @@ void UseWindowProgressView() {
   if (dynamic_cast<TerminalProgressView*>(current.get()) == nullptr) return;
   SetProgressView(std::make_shared<Win32ProgressView>());
 }
+
+HostMessagePump::HostMessagePump() {
+  UseWindowProgressView();
+  previous_hook_ = SetDoEventsHook([] { CurrentProgressView()->PumpMessages(); });
+}
+
+HostMessagePump::~HostMessagePump() { SetDoEventsHook(std::move(previous_hook_)); }
 
 }  // namespace tavric::com

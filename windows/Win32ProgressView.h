@@ -84,4 +84,21 @@ class Win32ProgressView : public ProgressView {
 // than the library's default terminal view is installed there already.
 void UseWindowProgressView();
 
+// For the length of one calibration call on this thread, the host's
+// messages keep flowing, as the host runtime's DoEvents lets them: the
+// thread's progress view is the Win32 one (UseWindowProgressView), whose
+// every update pumps the thread's messages whether or not the window is
+// shown, and DoEvents (the long loops of the sphere fit) pumps them through
+// that view too. The previous DoEvents hook is back in place afterwards.
+class HostMessagePump {
+ public:
+  HostMessagePump();
+  ~HostMessagePump();
+  HostMessagePump(const HostMessagePump&) = delete;
+  HostMessagePump& operator=(const HostMessagePump&) = delete;
+
+ private:
+  std::function<void()> previous_hook_;
+};
+
 }  // namespace tavric::com

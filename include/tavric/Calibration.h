@@ -81,9 +81,12 @@ struct WarningThresholds {
   // The same across the normal, mm. The across-normal uncertainty of a sphere
   // scan is large even for good designs; this flags designs worse than a
   // good one.
-  double across_uncertainty = 0.075;
+  double across_uncertainty = 0.1;
   // Smallest relative variation of the deflection's size along the scans.
   double deflection_variation = 0.1;
+  // Smallest spread of the scan planes (FitUncertainty::plane_spread): below
+  // it every plane contains nearly one axis.
+  double plane_spread = 0.05;
   // At the iteration limit, the largest change of the deflection in the last
   // step, as a share of its standard uncertainty (along and across).
   double last_step_share = 0.25;
@@ -117,6 +120,17 @@ struct Options {
   // one parameter fewer.
   std::optional<double> known_radius;
   WarningThresholds thresholds;
+  // Refits of replicas of the scan for a bootstrap uncertainty (0: none;
+  // 20 to 50 make a useful one). Each replica keeps the readings and moves
+  // every machine position to the fitted sphere plus Gaussian noise of the
+  // fit's sigma along the normal; its own fit then shows how the calibration
+  // scatters, including what the linear figures leave out. The replicas come
+  // from std::mt19937_64 seeded with bootstrap_seed, and run on
+  // bootstrap_threads threads (0: one per processor core) with the same
+  // result whatever their number. At most 1000.
+  int bootstrap_fits = 0;
+  std::uint64_t bootstrap_seed = 1;
+  int bootstrap_threads = 0;
   // Show the optimisation's progress while it runs (the progress display: a
   // panel on standard error).
   bool show_progress = false;

@@ -31,6 +31,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -116,6 +117,15 @@ struct FitUncertainty {
 
   // Figures behind the warnings.
   double deflection_mean = 0.0;  // mean size of the fitted deflection, mm
+  // How the scan planes are spread: the smallest eigenvalue of the mean of
+  // p p^T over the samples, p the unit normal of the plane the scan travels
+  // in at the sample (travel direction x sphere normal), and its direction.
+  // A rotation of the probe's axes about a direction shows in the residuals
+  // only through scans whose plane is tilted towards it (by the friction
+  // drag), so a small value (every plane containing one axis, e.g. vertical
+  // planes only) leaves that rotation undetermined.
+  double plane_spread = 0.0;
+  std::array<double, 3> plane_axis{0.0, 0.0, 0.0};
   // How much the deflection's size varies along the scans, relative to its
   // mean: the spread of the machine positions about their own sphere
   // (RunReport::position_deviation_sd) over deflection_mean.
@@ -127,6 +137,22 @@ struct FitUncertainty {
   // last step, along the normal and across it (mm).
   double last_step_normal_change = 0.0;
   double last_step_across_change = 0.0;
+
+  // The bootstrap (when asked for, see Options::bootstrap_fits): the same
+  // figures from refits of replicas of the scan, which also take in what the
+  // linear figures above leave out (the fit is not linear in the parameters
+  // the scan pins down weakly; for third-order fits the linear figure across
+  // the normal is optimistic, see docs/calibration.md).
+  struct Bootstrap {
+    int fits = 0;  // 0: not run
+    std::uint64_t seed = 0;
+    DeflectionUncertainty at_samples;
+    std::array<double, 3> centre_u{0.0, 0.0, 0.0};
+    double radius_u = 0.0;
+    // Per sample, the second moments of the replicas' deflection about the
+    // calibration's (mm^2): xx, xy, xz, yy, yz, zz.
+    std::vector<std::array<double, 6>> sample_covariance;
+  } bootstrap;
 
   // With the radius held: the same figures had the radius been fitted, to
   // show what knowing it gains.

@@ -51,10 +51,14 @@ struct VerificationReport {
   std::optional<double> across_coverage;
   std::optional<Vec3> axis_coverage;
   std::optional<bool> radius_covered;
+  // Whether those coverages use the calibration's bootstrap uncertainty
+  // (when it has one for these samples) rather than the linear one.
+  bool bootstrap = false;
 };
 
-// Deflection sizes (mm) of the readings spread through the range when no
-// samples are given: 0.1, 0.2, ... up to `reach`, in 400 directions each.
+// The largest deflection (mm) of the readings spread through the range when
+// no samples are given: five sizes, reach / 5, 2 reach / 5, ... up to
+// `reach` (0.1 to 0.5 mm by default), in 400 directions each.
 inline constexpr double kDefaultVerificationReach = 0.5;
 
 // Compares `calibration` with `truth`, at the samples when any are given.

@@ -2,6 +2,7 @@
 
 #include <limits>
 
+#include "api/Bootstrap.h"
 #include "api/CalibrationState.h"
 #include "api/Options.h"
 #include "geometry/ClsVector.h"
@@ -48,10 +49,14 @@ DataArray ToDataArray(std::size_t count, Value value) {
   return data;
 }
 
-std::shared_ptr<const Calibration::State> Run(const DataArray& data, const Options& options) {
-  std::shared_ptr<const Calibration::State> state;
+// Calibrates `data`; with `analyse` false the fit is not followed by its
+// uncertainty analysis (the bootstrap's refits need only the calibration).
+std::shared_ptr<Calibration::State> Fit(const DataArray& data, const Options& options,
+                                        bool analyse) {
+  std::shared_ptr<Calibration::State> state;
   WithEngine([&](ProjectState& context, ClsProbeCalibration& cal) {
     ApplyOptions(options, cal, context);
+    context.analyse_fit = analyse;
     auto order = static_cast<std::uint8_t>(options.order);
     const std::string result = cal.Optimise(data, order);
     if (result != "OK") {
@@ -60,6 +65,25 @@ std::shared_ptr<const Calibration::State> Run(const DataArray& data, const Optio
     }
     state = StateFrom(context, options.thresholds);
   });
+  return state;
+}
+
+std::shared_ptr<const Calibration::State> Run(const DataArray& data, const Options& options) {
+  std::shared_ptr<Calibration::State> state = Fit(data, options, true);
+  if (options.bootstrap_fits > 0) {
+    Options refit_options = options;
+    refit_options.bootstrap_fits = 0;
+    refit_options.show_progress = false;
+    const RefitFunction refit = [&](const DataArray& replica) -> std::optional<Calibration> {
+      try {
+        return Calibration(Fit(replica, refit_options, false));
+      } catch (const Error&) {
+        return std::nullopt;
+      }
+    };
+    state->report.uncertainty.bootstrap = RunBootstrap(data, Calibration(state), options, refit);
+    state->warnings = diagnose(state->report, options.thresholds);
+  }
   return state;
 }
 

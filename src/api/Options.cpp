@@ -68,9 +68,15 @@ void Options::validate() const {
   RequireDirection("head.b_axis", head.b_axis);
   for (double offset : probe_offsets) RequireFinite("probe_offsets", offset);
   if (known_radius) RequireAbove("known_radius", *known_radius, 0.0);
+  if (bootstrap_fits < 0 || bootstrap_fits > 1000)
+    Refuse("bootstrap_fits", std::to_string(bootstrap_fits), "0 to 1000 refits are allowed");
+  if (bootstrap_fits == 1) Refuse("bootstrap_fits", "1", "a spread needs at least 2 refits");
+  if (bootstrap_threads < 0)
+    Refuse("bootstrap_threads", std::to_string(bootstrap_threads), "it must be 0 or more");
   RequireAtLeast("thresholds.normal_uncertainty", thresholds.normal_uncertainty, 0.0);
   RequireAtLeast("thresholds.across_uncertainty", thresholds.across_uncertainty, 0.0);
   RequireAtLeast("thresholds.deflection_variation", thresholds.deflection_variation, 0.0);
+  RequireAtLeast("thresholds.plane_spread", thresholds.plane_spread, 0.0);
   RequireAtLeast("thresholds.last_step_share", thresholds.last_step_share, 0.0);
   RequireAtLeast("thresholds.residual_autocorrelation", thresholds.residual_autocorrelation, 0.0);
   RequireAtLeast("thresholds.outlier_fraction", thresholds.outlier_fraction, 0.0);

@@ -17,11 +17,13 @@
 // (any case, anywhere in the line), then a header line naming the columns,
 // separated by single spaces, then data lines with the same single-space
 // pattern. The columns "TQ800Axis0.0", "TQ800Axis1.0", "TQ800Axis2.0", "X.51",
-// "Y.51" and "Z.51" (exact names) give P, Q, R, X, Y, Z. The data runs to the
-// end of the file, which must end with one non-numeric line (an empty line or
-// a footer).
+// "Y.51" and "Z.51" (exact names) give P, Q, R, X, Y, Z. Every line after the
+// header is data except the file's very last line, which must be non-numeric
+// (an empty line or a footer): a numeric last line runs past the end of the
+// file, and a line after the footer (a blank line, say) makes the footer data.
 //
-// Numbers are converted with the decimal separator of the current locale.
+// Numbers are converted with the decimal separator of the user's locale
+// (tavric/DecimalSeparator.h).
 // The array is grown by one column per record and never cleared first; a
 // failed read keeps the columns already added.
 #pragma once

@@ -140,7 +140,8 @@ void FormDisplay::ShowModal(const std::function<void()>& on_first_focus) {
   std::shared_ptr<ProgressView> view = CurrentProgressView();
   ProgressView* pump = view.get();
 
-  // Puts back the DoEvents hook and the form's view however the display ends.
+  // Puts back the DoEvents hook and the form's view however the display ends,
+  // and unloads the window: its next use starts from the designed window.
   struct Restore {
     FormDisplay& form;
     std::shared_ptr<ProgressView> previous_view;
@@ -148,6 +149,7 @@ void FormDisplay::ShowModal(const std::function<void()>& on_first_focus) {
     ~Restore() {
       SetDoEventsHook(std::move(previous_hook));
       form.modal_view_ = std::move(previous_view);
+      form.content_ = ProgressWindowContent{};
     }
   } restore{*this, std::exchange(modal_view_, view), {}};
   restore.previous_hook = SetDoEventsHook([pump] { pump->PumpMessages(); });

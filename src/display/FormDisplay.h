@@ -48,14 +48,15 @@ class FormDisplay {
   void UpdateNbIter(Byte NbIter);
   void UpdateNbPts(Byte Order, Int16 NbPts);
   // Sets the stage caption directly (the calibration procedure's
-  // "Checking Path") and yields once so that it shows.
+  // "Checking Path") and yields once, which shows it.
   void SetStepCaption(const std::string& caption);
 
   // Shows the form modally: `on_first_focus` runs when the window first
   // receives the focus, and the modal display ends when it returns (the form
-  // unloads itself). The view runs the display (ProgressView::RunModal);
-  // meanwhile DoEvents() pumps the view's messages, and the previous DoEvents
-  // hook is back in place afterwards, also when the callback throws.
+  // unloads itself: afterwards its content is the designed window again).
+  // The view runs the display (ProgressView::RunModal); meanwhile DoEvents()
+  // pumps the view's messages, and the previous DoEvents hook is back in
+  // place afterwards, also when the callback throws.
   void ShowModal(const std::function<void()>& on_first_focus);
 
   // Yields once to the view's message loop, handing it the current content.

@@ -11,7 +11,6 @@
 #include "model/IterativeCal.h"
 #include "polynomial/Polynome3Variables.h"
 #include "runtime/CheckedMath.h"
-#include "runtime/DoEvents.h"
 #include "runtime/ErrorTrap.h"
 #include "sphere/ClsSphere.h"
 #include "tavric/DataFile.h"
@@ -24,15 +23,6 @@ namespace {
 // the damping settings through its optimiser).
 struct CurrentModelRelease {
   ~CurrentModelRelease() { State().current_model.reset(); }
-};
-
-// Resets the damping settings when an Optimise call ends, so that every call
-// leaves the defaults behind, whether or not the optimiser was reached.
-struct DampingReset {
-  ~DampingReset() {
-    State().Mu = defaults::kMu;
-    State().nu = defaults::kNu;
-  }
 };
 
 std::string OptimiseTrapped(const Array2<double>& data, Byte& order) {
@@ -62,6 +52,11 @@ std::string OptimiseTrapped(const Array2<double>& data, Byte& order) {
 
 }  // namespace
 
+DampingReset::~DampingReset() {
+  State().Mu = defaults::kMu;
+  State().nu = defaults::kNu;
+}
+
 Array1<Ref<ClsVector>> MachinePositions(const Array2<double>& data, Int16 n) {
   const Int32 l1 = data.LBound(1);
   const Int32 l2 = data.LBound(2);
@@ -77,7 +72,9 @@ Array1<Ref<ClsVector>> MachinePositions(const Array2<double>& data, Int16 n) {
 }
 
 Int16 SampleCount(const Array2<double>& data) {
-  return Narrow<Int16>(static_cast<long long>(data.UBound(2)) - data.LBound(2) + 1);
+  const Int16 lower = Narrow<Int16>(data.LBound(2));
+  const Int16 upper = Narrow<Int16>(data.UBound(2));
+  return Narrow<Int16>(Int32{upper} - lower + 1);
 }
 
 std::string RunCalibration(const Array2<double>& data, Byte& order) {
@@ -111,10 +108,7 @@ std::string RunCalibration(const Array2<double>& data, Byte& order) {
     double deviation_min = 0.0, deviation_max = 0.0;
     s.run_report.position_deviation_sd =
         std::sqrt(StateSphere().MinMaxVar(deviation_min, deviation_max));
-    if (s.progress_display) {
-      StateForm().SetStepCaption("Checking Path");
-      DoEvents();
-    }
+    if (s.progress_display) StateForm().SetStepCaption("Checking Path");
     // The counts behind the detection's verdict are kept for the run report.
     const ModBiDirDetection::ScanPlanes found =
         ModBiDirDetection::CountScanPlanes(Deref(StateSphere().Pt()), points);
@@ -157,7 +151,7 @@ std::string RunCalibration(const Array2<double>& data, Byte& order) {
   if (result == "OK") {
     result = model->Iterate();
     if (result == "OK") {
-      AnalyseFit(*model, s.run_report);
+      if (s.analyse_fit) AnalyseFit(*model, s.run_report);
     } else {
       s.run_report.failed_stage = RunStage::kOptimiser;
     }

@@ -22,8 +22,20 @@ class ClsVector;
 inline constexpr double kSphereFitTolerance = 0.005;
 inline constexpr Int16 kSphereFitIterations = 10;
 
-// Number of samples of a calibration data array (16-bit: raises 6 beyond
-// 32,767).
+// Puts Mu and nu back at their defaults when it goes out of scope, so that
+// every Optimise call leaves the defaults behind, whether or not the
+// optimiser was reached (and also when a host's call is refused before it
+// reaches the procedure).
+struct DampingReset {
+  DampingReset() = default;
+  DampingReset(const DampingReset&) = delete;
+  DampingReset& operator=(const DampingReset&) = delete;
+  ~DampingReset();
+};
+
+// Number of samples of a calibration data array. The bounds of the samples'
+// dimension and the count are 16-bit values: a bound outside -32,768..32,767
+// or a count beyond 32,767 raises 6.
 Int16 SampleCount(const Array2<double>& data);
 
 // The machine positions (fields 3..5 from the first lower bound) of samples

@@ -91,6 +91,9 @@ struct ProjectState {
   // A sphere radius to hold fixed in the fit (mm), or none. Only the modern
   // API sets it; ClsProbeCalibration always fits the radius.
   std::optional<double> held_radius;
+  // Whether a successful fit is followed by its uncertainty analysis. The
+  // refits of a bootstrap, which only need the fitted calibration, skip it.
+  bool analyse_fit = true;
 
   // How long computations yield to the host's message loop (DoEvents), the
   // progress view the host installed (SetProgressView) and the default one,

@@ -1,5 +1,6 @@
 #include "runtime/NumberText.h"
 
+#include <atomic>
 #include <cctype>
 #include <charconv>
 #include <clocale>
@@ -8,6 +9,7 @@
 #include <string>
 #include <system_error>
 
+#include "tavric/DecimalSeparator.h"
 #include "tavric/RuntimeError.h"
 
 namespace tavric {
@@ -108,7 +110,9 @@ std::optional<double> TryParseInvariant(std::string_view text) { return ParseNor
 
 namespace {
 
-std::string LocaleDecimalPoint() {
+std::atomic<DecimalSeparatorSource> g_separator_source{nullptr};
+
+std::string ProcessLocaleSeparator() {
   const char* dp = std::localeconv()->decimal_point;
   return (dp != nullptr && *dp != '\0') ? dp : ".";
 }
@@ -131,13 +135,24 @@ double RequireNumber(const std::optional<double>& v) {
 
 }  // namespace
 
+DecimalSeparatorSource SetDecimalSeparatorSource(DecimalSeparatorSource source) noexcept {
+  return g_separator_source.exchange(source);
+}
+
+std::string DecimalSeparator() {
+  const DecimalSeparatorSource source = g_separator_source.load();
+  if (source == nullptr) return ProcessLocaleSeparator();
+  std::string separator = source();
+  return separator.empty() ? "." : separator;
+}
+
 std::optional<double> TryParseLocale(std::string_view text) {
-  return ParseWithPoint(text, LocaleDecimalPoint());
+  return ParseWithPoint(text, DecimalSeparator());
 }
 
 double CDbl(std::string_view text) { return RequireNumber(TryParseLocale(text)); }
 
-LocaleNumbers::LocaleNumbers() : point_(LocaleDecimalPoint()) {}
+LocaleNumbers::LocaleNumbers() : point_(DecimalSeparator()) {}
 
 std::optional<double> LocaleNumbers::TryParse(std::string_view text) const {
   return ParseWithPoint(text, point_);
@@ -146,6 +161,10 @@ std::optional<double> LocaleNumbers::TryParse(std::string_view text) const {
 double LocaleNumbers::CDbl(std::string_view text) const { return RequireNumber(TryParse(text)); }
 
 std::string FormatFixed(double value, int decimals) {
+  return FormatFixed(value, decimals, DecimalSeparator());
+}
+
+std::string FormatFixed(double value, int decimals, std::string_view separator) {
   if (std::isnan(value)) return "NaN";
   if (std::isinf(value)) return value < 0 ? "-Infinity" : "Infinity";
   // The exact decimal expansion of a double has at most 1074 fraction digits
@@ -173,7 +192,7 @@ std::string FormatFixed(double value, int decimals) {
   std::string out = kept.substr(0, int_len);
   const auto first = out.find_first_not_of('0');
   out = first == std::string::npos ? "0" : out.substr(first);
-  if (decimals > 0) out += "." + kept.substr(int_len);
+  if (decimals > 0) out += std::string(separator) + kept.substr(int_len);
   const bool all_zero = kept.find_first_not_of('0') == std::string::npos;
   if (value < 0.0 && !all_zero) out.insert(out.begin(), '-');
   return out;

@@ -22,8 +22,9 @@ std::string FormatRecordNumber(double value);
 // raises 6 when the number is too large for a double (underflow gives 0).
 std::optional<double> TryParseInvariant(std::string_view text);
 
-// The same, honouring the decimal separator of the current C locale
-// (LC_NUMERIC): with a decimal comma, "1,5" is 1.5 and "1.5" is not a number.
+// The same, with the decimal separator in force (tavric/DecimalSeparator.h:
+// the user's locale): with a decimal comma, "1,5" is 1.5 and "1.5" is not a
+// number.
 std::optional<double> TryParseLocale(std::string_view text);
 
 // Locale-aware text to double; raises 13 "Type mismatch" when the text is not
@@ -44,9 +45,12 @@ class LocaleNumbers {
 };
 
 // Fixed-point patterns "#0.00", "#0.0000", "#0.00000": at least one integer
-// digit, exactly `decimals` decimals, rounded half away from zero on the
-// exact value of the double. A result that rounds to zero has no sign.
+// digit, exactly `decimals` decimals after the decimal separator in force
+// (the user's locale), rounded half away from zero on the exact value of the
+// double, no grouping. A result that rounds to zero has no sign.
 std::string FormatFixed(double value, int decimals);
+// The same with the given decimal separator, whatever the one in force.
+std::string FormatFixed(double value, int decimals, std::string_view separator);
 
 // Removes leading and trailing spaces (only the blank character, like the
 // host runtime's Trim).

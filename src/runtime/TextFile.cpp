@@ -170,6 +170,13 @@ void TextFile::SkipBlankLines() {
   }
 }
 
+void TextFile::SkipBlankRest() {
+  for (std::size_t i = pos_; i < content_.size(); ++i)
+    if (!IsBlank(content_[i]) && !IsLineEnd(content_[i])) return;
+  pos_ = content_.size();
+  at_record_start_ = true;
+}
+
 void TextFile::ConsumeDelimiter() {
   if (pos_ >= content_.size()) {
     at_record_start_ = true;
@@ -210,20 +217,13 @@ std::string_view TextFile::InputFieldView() {
     field = content.substr(start, end - start);
   }
   ConsumeDelimiter();
+  SkipBlankRest();
   return field;
 }
 
 double TextFile::InputNumber() {
-  if (at_record_start_) {
-    RequireMode(Mode::kInput);
-    SkipBlankLines();
-  } else {
-    SkipBlanks();
-  }
-  const bool quoted = pos_ < content_.size() && content_[pos_] == '"';
-  const std::string field = InputField();
-  if (quoted) Raise(err::kTypeMismatch);
-  const auto value = TryParseInvariant(field);
+  // Quotes are removed from every field read, a number's included.
+  const auto value = TryParseInvariant(InputField());
   if (!value) Raise(err::kTypeMismatch);
   return *value;
 }
@@ -243,9 +243,7 @@ std::string_view TextFile::LineInputView() {
 
 bool TextFile::Eof() const {
   RequireMode(Mode::kInput);
-  for (std::size_t i = pos_; i < content_.size(); ++i)
-    if (!IsBlank(content_[i]) && !IsLineEnd(content_[i])) return false;
-  return true;
+  return pos_ >= content_.size();
 }
 
 void TextFile::WriteRecord(std::initializer_list<Item> items) {
@@ -273,6 +271,12 @@ void TextFile::Print(const std::string& text) {
   RequireMode(Mode::kOutput);
   errno = 0;
   if (std::fwrite(text.data(), 1, text.size(), out_) != text.size()) RaiseWriteError(errno);
+}
+
+void WriteWholeTextFile(const std::string& path, const std::string& text) {
+  TextFile file(path, TextFile::Mode::kOutput);
+  file.Print(text);
+  file.Close();
 }
 
 }  // namespace tavric

@@ -10,13 +10,16 @@
 //     ignored. An unquoted field ends at a comma or a line end and loses its
 //     trailing blanks. The delimiter (one comma, or one line end) is consumed.
 //     Reading when no field remains raises 62 "Input past end of file".
-//   - InputNumber reads a field and converts it in invariant form (period as
-//     decimal point, zero before the point optional, exponent form accepted);
-//     an empty, quoted or malformed field raises 13 "Type mismatch".
-//   - LineInput returns the rest of the current line without its line end
-//     (62 at the end of the file).
-//   - Eof is true when nothing but blanks and line ends remains, so trailing
-//     blank lines never count as data.
+//   - InputNumber reads a field (quotes removed, as for any field) and
+//     converts it in invariant form (period as decimal point, zero before the
+//     point optional, exponent form accepted); an empty or malformed field
+//     raises 13 "Type mismatch".
+//     When nothing but blanks and line ends follows a field, they are
+//     consumed with it: the end of the file is reached with the last field.
+//   - LineInput returns the rest of the current line without its line end,
+//     which it consumes (62 at the end of the file). It consumes nothing
+//     more: each blank line after the last one is a line of its own.
+//   - Eof is true when every character has been read.
 //
 // Writing rules: WriteRecord writes its items separated by commas, strings in
 // double quotes, numbers in record form (FormatRecordNumber), whole numbers
@@ -79,6 +82,7 @@ class TextFile {
   void SkipLineEnd();
   void SkipBlanks();
   void SkipBlankLines();
+  void SkipBlankRest();
   void ConsumeDelimiter();
 
   Mode mode_ = Mode::kInput;
@@ -90,5 +94,9 @@ class TextFile {
   // Output state.
   std::FILE* out_ = nullptr;
 };
+
+// Writes `text` as the whole content of the file at `path`, replacing it
+// (the errors of Open, Print and Close above).
+void WriteWholeTextFile(const std::string& path, const std::string& text);
 
 }  // namespace tavric

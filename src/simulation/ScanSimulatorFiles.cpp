@@ -26,14 +26,6 @@ void RequireSixFinite(const DataArray& data) {
     for (std::int32_t r = 0; r < 6; ++r) fp::RequireFinite(data.Unchecked(l1 + r, j));
 }
 
-// Writes `text` as the whole content of the file at `path` (the library's
-// text-file errors: 76 for a missing folder, 61 for a full disk, ...).
-void WriteWholeFile(const std::string& path, const std::string& text) {
-  TextFile file(path, TextFile::Mode::kOutput);
-  file.Print(text);
-  file.Close();
-}
-
 // A double in its shortest round-trip form (valid JSON); raises 6 when not finite.
 std::string JsonNumber(double x) {
   fp::RequireFinite(x);
@@ -100,7 +92,7 @@ std::string WriteGenericDataFile(const std::string& path, const DataArray& data)
     // the file, so the log must end with one.
     text += "END OF LOG";
     text += kLineEnd;
-    WriteWholeFile(path, text);
+    WriteWholeTextFile(path, text);
     return "OK";
   } catch (...) {
     return TrapText("WriteGenericDataFile error ", CurrentErrorInfo(), " : ");
@@ -152,7 +144,7 @@ std::string TruthJson(const GroundTruth& truth) {
 std::string WriteTruthJson(const std::string& path, const GroundTruth& truth) {
   fp::Boundary boundary;
   try {
-    WriteWholeFile(path, TruthJson(truth));
+    WriteWholeTextFile(path, TruthJson(truth));
     return "OK";
   } catch (...) {
     return TrapText("WriteTruthJson error ", CurrentErrorInfo(), " : ");

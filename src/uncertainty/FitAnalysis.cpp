@@ -279,6 +279,30 @@ SampleFigures PassOverSamples(const IterativeCal& model, const CoefficientLayout
   return figures;
 }
 
+// The spread of the scan planes (see FitUncertainty::plane_spread): the
+// travel direction at each sample from its neighbours' machine positions.
+void PlaneSpread(const IterativeCal& model, const std::vector<Vec3>& normals, FitUncertainty& u) {
+  const auto m = static_cast<Int32>(normals.size());
+  Eigen::Matrix3d moment = Eigen::Matrix3d::Zero();
+  int counted = 0;
+  for (Int32 k = 2; k < m; ++k) {
+    Eigen::Vector3d travel;
+    for (Int32 a = 1; a <= 3; ++a)
+      travel(a - 1) = model.Position(a, k + 1) - model.Position(a, k - 1);
+    const Vec3& n = normals[static_cast<std::size_t>(k - 1)];
+    const Eigen::Vector3d plane = travel.cross(Eigen::Vector3d(n[0], n[1], n[2]));
+    const double size = plane.norm();
+    if (!(size > 0.0)) continue;
+    moment += (plane / size) * (plane / size).transpose();
+    ++counted;
+  }
+  if (counted == 0) return;
+  const Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d> solver(moment / counted);
+  u.plane_spread = std::max(0.0, solver.eigenvalues()(0));
+  const Eigen::Vector3d axis = solver.eigenvectors().col(0);
+  u.plane_axis = {axis(0), axis(1), axis(2)};
+}
+
 void ResidualFigures(const std::vector<double>& f, FitUncertainty& u) {
   const std::size_t m = f.size();
   const double mean = std::accumulate(f.begin(), f.end(), 0.0) / static_cast<double>(m);
@@ -375,6 +399,7 @@ void Analyse(IterativeCal& model, const RunReport& report, FitUncertainty& u) {
     ++w;
   }
   ResidualFigures(report.residuals, u);
+  PlaneSpread(model, normals, u);
 
   // With the radius held: what fitting it would have given.
   if (u.radius_held) {

@@ -62,7 +62,11 @@ std::vector<Warning> diagnose(const RunReport& report, const WarningThresholds& 
         u.parameters - u.rank, 0.0);
   }
 
-  const double normal95 = 2.0 * u.at_samples.normal.p95;
+  // The bootstrap's figures, when it ran, take in what the linear ones leave
+  // out.
+  const DeflectionUncertainty& deflection =
+      u.bootstrap.fits > 0 ? u.bootstrap.at_samples : u.at_samples;
+  const double normal95 = 2.0 * deflection.normal.p95;
   if (normal95 > t.normal_uncertainty) {
     Add(w, "normal-uncertainty",
         "The deflection along the sphere's normal is uncertain by up to \u00b1" +
@@ -70,7 +74,7 @@ std::vector<Warning> diagnose(const RunReport& report, const WarningThresholds& 
             Micrometres(t.normal_uncertainty) + ".",
         normal95, t.normal_uncertainty);
   }
-  const double across95 = 2.0 * u.at_samples.across.p95;
+  const double across95 = 2.0 * deflection.across.p95;
   if (across95 > t.across_uncertainty) {
     std::string why;
     if (!u.weakest.empty()) why = " The weakest direction: " + u.weakest.front().summary + ".";
@@ -87,6 +91,15 @@ std::vector<Warning> diagnose(const RunReport& report, const WarningThresholds& 
             "): the probe gain and the sphere radius can hardly be told apart. Vary the "
             "deflection along the scans, or give the known radius.",
         u.deflection_variation, t.deflection_variation);
+  }
+  if (u.plane_spread < t.plane_spread) {
+    Add(w, "planes-share-axis",
+        "Every scan plane nearly contains one axis, " + uncertainty::AxisName(u.plane_axis) +
+            " (plane spread " + uncertainty::Fixed(u.plane_spread, 3) + ", less than " +
+            uncertainty::Fixed(t.plane_spread, 2) +
+            "): a rotation of the probe's axes about it hardly shows in the residuals. Also "
+            "scan a plane tilted towards it (e.g. the equator when the planes are vertical).",
+        u.plane_spread, t.plane_spread);
   }
   if (report.stop_reason == StopReason::kIterationLimit) {
     const double normal_share =
@@ -108,7 +121,7 @@ std::vector<Warning> diagnose(const RunReport& report, const WarningThresholds& 
   if (u.residual_autocorrelation > t.residual_autocorrelation) {
     Add(w, "residual-pattern",
         "The residuals are not noise-like: neighbouring residuals correlate by " +
-            FormatFixed(u.residual_autocorrelation, 2) +
+            uncertainty::Fixed(u.residual_autocorrelation, 2) +
             " (a systematic pattern along the scans: a higher order, or a problem with the "
             "machine or the probe).",
         u.residual_autocorrelation, t.residual_autocorrelation);

@@ -26,15 +26,7 @@ std::string Monomial(const std::array<int, 3>& powers) {
   return text;
 }
 
-// "X", "Y" or "Z" when the unit vector u is within about 15 degrees of an
-// axis, else its components.
-std::string AxisName(const Eigen::Vector3d& u) {
-  Eigen::Index axis = 0;
-  const double largest = u.cwiseAbs().maxCoeff(&axis);
-  if (largest >= 0.966) return kAxisNames[axis];
-  return "the axis (" + FormatFixed(u(0), 2) + ", " + FormatFixed(u(1), 2) + ", " +
-         FormatFixed(u(2), 2) + ")";
-}
+std::string AxisName(const Eigen::Vector3d& u) { return uncertainty::AxisName({u(0), u(1), u(2)}); }
 
 Eigen::Matrix3d ToEigen(const Mat3& m) {
   Eigen::Matrix3d e;

@@ -136,11 +136,17 @@ VerificationReport verify(const Calibration& calibration, const sim::GroundTruth
       report.at_samples ? SamplePoints(samples, truth, true_deflection) : RangePoints(truth, reach);
   report.points = static_cast<int>(points.size());
 
-  const bool with_uncertainty = calibration.uncertainty().available;
+  const FitUncertainty& fit_u = calibration.uncertainty();
+  const bool with_uncertainty = fit_u.available;
+  // The bootstrap's covariance at each sample, when it ran on these samples.
+  const auto& boot = fit_u.bootstrap.sample_covariance;
+  const bool bootstrap =
+      report.at_samples && fit_u.bootstrap.fits > 0 && boot.size() == points.size();
   SpreadCollector x, y, z, normal, across, total;
   std::size_t normal_in = 0, across_in = 0;
   std::array<std::size_t, 3> axis_in{0, 0, 0};
-  for (const Point& p : points) {
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    const Point& p = points[i];
     const Vec3 e = Minus(calibration.deflection(p.reading), true_deflection.At(p.reading));
     x.Add(e[0]);
     y.Add(e[1]);
@@ -151,7 +157,11 @@ VerificationReport verify(const Calibration& calibration, const sim::GroundTruth
     across.Add(std::sqrt(std::max(0.0, size * size - along * along)));
     total.Add(size);
     if (with_uncertainty) {
-      const std::array<Vec3, 3> c = calibration.deflection_covariance(p.reading);
+      const std::array<Vec3, 3> c =
+          bootstrap ? std::array<Vec3, 3>{Vec3{boot[i][0], boot[i][1], boot[i][2]},
+                                          Vec3{boot[i][1], boot[i][3], boot[i][4]},
+                                          Vec3{boot[i][2], boot[i][4], boot[i][5]}}
+                    : calibration.deflection_covariance(p.reading);
       const Vec3 cn = {Dot(c[0], p.normal), Dot(c[1], p.normal), Dot(c[2], p.normal)};
       if (std::fabs(along) <= 2.0 * std::sqrt(std::max(0.0, Dot(cn, p.normal)))) ++normal_in;
       const auto [component, u] = AcrossComponent(c, p.normal, e);

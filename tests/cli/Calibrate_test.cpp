@@ -1,9 +1,12 @@
 // tavric calibrate on the bundled examples, compared with the library.
+#include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 
+#include "CalibrateJson.h"
 #include "CliRun.h"
+#include "tavric/Calibration.h"
 #include "tavric/ClsProbeCalibration.h"
-#include "tavric/RunReport.h"
 #include "tavric/ScanSimulator.h"
 
 namespace tavric {
@@ -26,40 +29,17 @@ TEST(CliCalibrate, JsonOutputHoldsTheLibrarysNumbers) {
   ASSERT_EQ(r.status, 0) << r.err;
   const auto j = Json(r);
 
-  ClsProbeCalibration cal;
-  std::uint8_t order = 3;
-  ASSERT_EQ(cal.OptimiseFromFile(kMarked, order), "OK");
-  const RunReport& report = LastRunReport();
-  EXPECT_EQ(j["result"], "OK");
-  EXPECT_EQ(j["samples"], report.samples);
+  testing::ExpectFitJsonHoldsTheCalibration(j, calibrate_file(kMarked));
   EXPECT_EQ(j["samples"], 4000);
-  EXPECT_EQ(j["order"], 3);
-  EXPECT_EQ(j["fit_rms_um"].get<double>(), cal.FitRMS() * 1000.0);
-  EXPECT_EQ(j["fit_min_um"].get<double>(), cal.FitMin() * 1000.0);
-  EXPECT_EQ(j["fit_max_um"].get<double>(), cal.FitMax() * 1000.0);
-  for (std::uint8_t i = 1; i <= 3; ++i) {
-    EXPECT_EQ(j["sphere"]["centre"][i - 1].get<double>(), cal.SphereCentre(i));
-  }
-  EXPECT_EQ(j["sphere"]["radius"].get<double>(), cal.SphereRadius());
-  EXPECT_EQ(j["iterations"], report.outer_iterations);
-  EXPECT_EQ(j["stop_reason"], ToString(report.stop_reason));
   EXPECT_EQ(j["file"], file);
-  ASSERT_EQ(j["history"].size(), report.iterations.size());
-  for (std::size_t i = 0; i < report.iterations.size(); ++i) {
-    const IterationRecord& it = report.iterations[i];
-    const auto& h = j["history"][i];
-    EXPECT_EQ(h["iteration"], it.iteration);
-    EXPECT_EQ(h["S"].get<double>(), it.S);
-    EXPECT_EQ(h["fit_rms_um"].get<double>(), it.FitRMS * 1000.0);
-    EXPECT_EQ(h["fit_min_um"].get<double>(), it.FitMin * 1000.0);
-    EXPECT_EQ(h["fit_max_um"].get<double>(), it.FitMax * 1000.0);
-    EXPECT_EQ(h["mu"].get<double>(), it.Mu);
-    EXPECT_EQ(h["rejected_trials"], it.rejected_trials);
-  }
 
-  // The file written is the one the library writes for the same run.
+  // The file written is the one the library's literal class writes for the
+  // same data.
+  ClsProbeCalibration literal;
+  std::uint8_t order = 3;
+  ASSERT_EQ(literal.OptimiseFromFile(kMarked, order), "OK");
   const std::string own = dir.File("library.cal");
-  ASSERT_EQ(cal.SaveCalibrationFunctions(own), "OK");
+  ASSERT_EQ(literal.SaveCalibrationFunctions(own), "OK");
   EXPECT_EQ(ReadFileBytes(file), ReadFileBytes(own));
 }
 
@@ -135,33 +115,6 @@ TEST(CliCalibrate, GivingEverySettingItsDefaultChangesNothing) {
   EXPECT_EQ(ReadFileBytes(dir.File("plain.cal")), ReadFileBytes(dir.File("explicit.cal")));
 }
 
-TEST(CliCalibrate, SettingsReachTheLibrary) {
-  TempDir dir;
-  const auto r = RunCli({"calibrate", kMarked, "-o", dir.File("a.cal"), "--json", "--order", "2",
-                         "--max-iterations", "2", "--convergence", "gradient", "--gain", "0.00006",
-                         "--offsets", "10,-20,30"});
-  ASSERT_EQ(r.status, 0) << r.err;
-  const auto j = Json(r);
-
-  ClsProbeCalibration cal;
-  cal.IterationMaxNumber(2);
-  cal.ConvergenceDetectionMethod(E_GradientNorm);
-  cal.InitialProbeGain(0.00006);
-  cal.LetProbeOffsets(10.0, -20.0, 30.0);
-  std::uint8_t order = 2;
-  ASSERT_EQ(cal.OptimiseFromFile(kMarked, order), "OK");
-  EXPECT_EQ(j["order"], 2);
-  EXPECT_EQ(j["iterations"], LastRunReport().outer_iterations);
-  EXPECT_EQ(j["stop_reason"], ToString(LastRunReport().stop_reason));
-  EXPECT_EQ(j["fit_rms_um"].get<double>(), cal.FitRMS() * 1000.0);
-  EXPECT_EQ(j["sphere"]["radius"].get<double>(), cal.SphereRadius());
-
-  // The offsets survive the fit into the file.
-  const auto shown = Json(RunCli({"show", dir.File("a.cal"), "--json"}));
-  EXPECT_EQ(shown["offsets"], nlohmann::json::parse("[10.0, -20.0, 30.0]"));
-  EXPECT_EQ(shown["order"], 2);
-}
-
 TEST(CliCalibrate, ReachingTheIterationLimitIsStillOkAndSaysSo) {
   TempDir dir;
   const auto r = RunCli({"calibrate", kMarked, "-o", dir.File("a.cal"), "--json",
@@ -189,6 +142,50 @@ TEST(CliCalibrate, ProgressDisplayGoesToStandardErrorAndChangesNoNumber) {
   EXPECT_EQ(a, b);
 }
 
+TEST(CliCalibrate, SeveralFilesAreCalibratedAsEachAloneIntoTheFolder) {
+  // Two scans (the example, and a first-order one) on two threads give the
+  // files each gives alone, named after the data files, in the folder.
+  TempDir dir;
+  std::filesystem::copy_file(kMarked, dir.File("first.txt"));
+  sim::Scenario scenario;
+  scenario.calibration.order = 1;
+  scenario.plan.total_samples = 1500;
+  ASSERT_EQ(sim::WriteGenericDataFile(dir.File("second.txt"), sim::Simulate(scenario).data), "OK");
+  const auto r = RunCli({"calibrate", dir.File("first.txt"), dir.File("second.txt"), "--output-dir",
+                         dir.File("out"), "--jobs", "2", "--order", "1"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  for (const char* name : {"first", "second"}) {
+    const std::string alone = dir.File(std::string(name) + "-alone.cal");
+    ASSERT_EQ(
+        RunCli({"calibrate", dir.File(std::string(name) + ".txt"), "-o", alone, "--order", "1"})
+            .status,
+        0);
+    const std::string together = ReadFileBytes(dir.File("out/" + std::string(name) + ".cal"));
+    EXPECT_FALSE(together.empty()) << name;
+    EXPECT_TRUE(together == ReadFileBytes(alone)) << name << ".cal differs";
+  }
+}
+
+// A threshold below the example's normal uncertainty (0.31 um) raises a
+// warning: the status is 3 with --strict, 0 without, for both subcommands
+// that fit.
+TEST(CliStrict, AWarningGivesStatusThreeOnlyWithStrict) {
+  TempDir dir;
+  for (const char* subcommand : {"calibrate", "check"}) {
+    const std::vector<std::string> args = {
+        subcommand, kMarked, "-o", dir.File("a.cal"), "--max-normal-uncertainty", "0.1"};
+    std::vector<std::string> run = args;
+    if (std::string(subcommand) == "check") run.erase(run.begin() + 2, run.begin() + 4);
+    const auto lenient = RunCli(run);
+    EXPECT_EQ(lenient.status, 0) << subcommand << ": " << lenient.err;
+    EXPECT_TRUE(Contains(lenient.out, "[normal-uncertainty]")) << lenient.out;
+    run.push_back("--strict");
+    EXPECT_EQ(RunCli(run).status, 3) << subcommand;
+    run.erase(run.end() - 3, run.end() - 1);  // without the threshold: no warning
+    EXPECT_EQ(RunCli(run).status, 0) << subcommand;
+  }
+}
+
 TEST(CliCalibrate, AFileInNeitherLayoutFailsWithTheLibrarysText) {
   TempDir dir;
   testing::WriteFileBytes(dir.File("notes.txt"), "nothing to calibrate here\r\n");
@@ -201,6 +198,104 @@ TEST(CliCalibrate, AFileInNeitherLayoutFailsWithTheLibrarysText) {
   const auto j = RunCli({"calibrate", dir.File("notes.txt"), "--json"});
   EXPECT_EQ(j.status, 1);
   EXPECT_EQ(Json(j)["result"], "No Data identified.");
+}
+
+// The generic example with its data lines written with decimal commas.
+std::string GenericExampleWithDecimalCommas() {
+  const std::string text = ReadFileBytes(kGeneric);
+  const std::size_t key_end = text.find("\r\n", text.find("LOGGED PARAMETERS"));
+  const std::size_t header = text.find("\r\n", key_end + 2);
+  std::string data = text.substr(header + 2);
+  for (char& c : data)
+    if (c == '.') c = ',';
+  return text.substr(0, header + 2) + data;
+}
+
+TEST(CliCalibrate, DecimalCommaReadsDataWrittenWithDecimalCommas) {
+  TempDir dir;
+  testing::WriteFileBytes(dir.File("comma.txt"), GenericExampleWithDecimalCommas());
+  ASSERT_EQ(RunCli({"calibrate", kGeneric, "-o", dir.File("period.cal")}).status, 0);
+  const auto r =
+      RunCli({"calibrate", dir.File("comma.txt"), "--decimal-comma", "-o", dir.File("comma.cal")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  // The calibration file itself is written with periods, as always.
+  EXPECT_EQ(ReadFileBytes(dir.File("comma.cal")), ReadFileBytes(dir.File("period.cal")));
+}
+
+// The generic example written with decimal commas gives, with
+// --decimal-comma, what the example gives; without it, a reading failure.
+TEST(CliDecimalComma, EverySubcommandThatReadsDataReadsCommasWithIt) {
+  TempDir dir;
+  const std::string comma = dir.File("comma.txt");
+  testing::WriteFileBytes(comma, GenericExampleWithDecimalCommas());
+  const std::string cal = dir.File("example.cal");
+  ASSERT_EQ(RunCli({"calibrate", kGeneric, "-o", cal}).status, 0);
+  const std::string truth = Example("sphere-scan-truth.json");
+  const std::vector<std::vector<std::string>> runs = {
+      {"calibrate", "DATA", "-o", dir.File("out.cal"), "--json"},
+      {"check", "DATA", "--json"},
+      {"transform", cal, "--data", "DATA", "--json"},
+      {"verify", cal, "--truth", truth, "--data", "DATA", "--json"}};
+  for (const auto& run : runs) {
+    auto with = [&](const std::string& data) {
+      std::vector<std::string> args = run;
+      for (std::string& a : args)
+        if (a == "DATA") a = data;
+      return args;
+    };
+    const auto period = RunCli(with(kGeneric));
+    std::vector<std::string> comma_args = with(comma);
+    comma_args.push_back("--decimal-comma");
+    const auto commas = RunCli(comma_args);
+    ASSERT_EQ(commas.status, 0) << run[0] << ": " << commas.err;
+    const auto a = Json(period);
+    const auto b = Json(commas);
+    for (const auto& [key, value] : a.items()) {
+      if (key == "input" || key == "file" || key == "data") continue;  // the data file's name
+      EXPECT_TRUE(b.contains(key) && b[key] == value) << run[0] << ": \"" << key << "\" differs";
+    }
+    EXPECT_EQ(RunCli(with(comma)).status, 1) << run[0] << " read commas without the flag";
+  }
+}
+
+TEST(CliCalibrate, WithoutDecimalCommaTheToolReadsAPeriodWhateverTheLocale) {
+  TempDir dir;
+  testing::WriteFileBytes(dir.File("comma.txt"), GenericExampleWithDecimalCommas());
+  // The tool's environment names a decimal-comma locale; the tool ignores it.
+  const char* saved = std::getenv("LC_ALL");
+  const std::string saved_value = saved != nullptr ? saved : "";
+  setenv("LC_ALL", "de_DE.UTF-8", 1);
+  const auto r = RunCli({"calibrate", dir.File("comma.txt"), "-o", dir.File("comma.cal")});
+  if (saved != nullptr) {
+    setenv("LC_ALL", saved_value.c_str(), 1);
+  } else {
+    unsetenv("LC_ALL");
+  }
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err.substr(0, r.err.find('\n') + 1),
+            "File reading(Generic) error 13 : Type mismatch\n");
+  EXPECT_TRUE(Contains(r.err, "--decimal-comma")) << r.err;
+
+  // With --decimal-comma the marked example's periods are no decimal points:
+  // its reader fails, and the generic reader finds no data.
+  const auto p = RunCli({"calibrate", kMarked, "--decimal-comma", "-o", dir.File("marked.cal")});
+  EXPECT_EQ(p.status, 1);
+  EXPECT_EQ(p.err, "No Data identified.\n");
+}
+
+TEST(CliCalibrate, LinesAfterTheGenericFilesClosingLineFailWithTheLibrarysTextAndAHint) {
+  TempDir dir;
+  testing::WriteFileBytes(dir.File("trailing.txt"), ReadFileBytes(kGeneric) + "\r\n");
+  const auto r = RunCli({"calibrate", dir.File("trailing.txt"), "-o", dir.File("a.cal")});
+  EXPECT_EQ(r.status, 1);
+  const std::size_t first_line = r.err.find('\n');
+  ASSERT_NE(first_line, std::string::npos);
+  // The footer "END OF LOG" became data: three fields, no fourth column.
+  EXPECT_EQ(r.err.substr(0, first_line), "File reading(Generic) error 9 : Subscript out of range");
+  const std::string hint = r.err.substr(first_line + 1);
+  EXPECT_TRUE(hint.starts_with("hint: ")) << hint;
+  EXPECT_TRUE(Contains(hint, "trailing blank line")) << hint;
+  EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 2);
 }
 
 TEST(CliCalibrate, TooFewSamplesFailTheSphereFit) {

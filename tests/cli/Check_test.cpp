@@ -68,6 +68,16 @@ TEST(CliCheck, TwoPlanesAreReportedAsNotAcceptedAndFailLikeACalibration) {
   EXPECT_EQ(Json(j)["fit"]["error_code"], "scan-path-rejected");
 }
 
+TEST(CliCheck, ProgressDisplayGoesToStandardErrorAndChangesNoNumber) {
+  const std::string data = Example("sphere-scan-marked.txt");
+  const auto plain = RunCli({"check", data, "--json"});
+  const auto shown = RunCli({"check", data, "--json", "--progress"});
+  ASSERT_EQ(shown.status, 0) << shown.err;
+  EXPECT_EQ(plain.err, "");
+  EXPECT_NE(shown.err, "");
+  EXPECT_EQ(Json(plain), Json(shown));
+}
+
 TEST(CliCheck, AFileInNeitherLayoutFailsWithTheReadersText) {
   TempDir dir;
   testing::WriteFileBytes(dir.File("x.txt"), "LOGGED PARAMETERS\r\nTime X.51\r\n");

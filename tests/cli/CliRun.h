@@ -25,6 +25,11 @@ inline std::string Example(const std::string& name) {
   return std::string(TAVRIC_EXAMPLES_DIR) + "/" + name;
 }
 
+// A file of the source tree, e.g. SourceFile("docs/cli.md").
+inline std::string SourceFile(const std::string& name) {
+  return std::string(TAVRIC_SOURCE_DIR) + "/" + name;
+}
+
 inline std::string ShellQuote(const std::string& text) {
   std::string quoted = "'";
   for (char c : text) {

@@ -267,6 +267,18 @@ TEST(ReadGenericFile, ColumnNamesAreCaseSensitive) {
   EXPECT_EQ(ReadGenericFile(path, data), "Fields missing");
 }
 
+TEST(ReadGenericFile, ColumnNamesDifferingOnlyInCaseAreTwoColumns) {
+  TempDir dir;
+  const auto path = dir.File("generic.txt");
+  WriteFileBytes(path, Lines({"LOGGED PARAMETERS",
+                              "x.51 TQ800Axis0.0 TQ800Axis1.0 TQ800Axis2.0 X.51 Y.51 Z.51",
+                              "9 1 2 3 4 5 6", ""}));
+  Array2<double> data;
+  EXPECT_EQ(ReadGenericFile(path, data), "OK");
+  ExpectShape(data, 1);
+  ExpectColumn(data, 1, {1, 2, 3, 4, 5, 6});
+}
+
 TEST(ReadGenericFile, AFileWithoutLoggedParametersHoldsNoData) {
   // Lines that do not hold the start key are noted while scanning, but the
   // final result only says whether data was found.
@@ -301,10 +313,35 @@ TEST(ReadGenericFile, ANumericLastLineWithoutLineEndRunsPastTheEndOfTheFile) {
 TEST(ReadGenericFile, AnEmptyLastLineEndsTheData) {
   TempDir dir;
   const auto path = dir.File("generic.txt");
-  WriteFileBytes(path, Lines({"LOGGED PARAMETERS", kHeader, "0 1 2 3 4 5 6", "", "", "  "}));
+  for (const char* last : {"", "  "}) {
+    WriteFileBytes(path, Lines({"LOGGED PARAMETERS", kHeader, "0 1 2 3 4 5 6", last}));
+    Array2<double> data;
+    EXPECT_EQ(ReadGenericFile(path, data), "OK") << '"' << last << '"';
+    ExpectShape(data, 1);
+  }
+}
+
+TEST(ReadGenericFile, ALineAfterTheClosingLineIsReadAsData) {
+  TempDir dir;
+  const auto path = dir.File("generic.txt");
+  // Only the very last line may be non-numeric: a blank line or a one-word
+  // footer before it is a data line with one field, so the columns of the
+  // new sample are out of range.
+  for (const std::vector<std::string>& tail :
+       std::vector<std::vector<std::string>>{{"", ""}, {"", "", ""}, {"END", ""}, {"", "  "}}) {
+    std::vector<std::string> lines{"LOGGED PARAMETERS", kHeader, "0 1 2 3 4 5 6"};
+    lines.insert(lines.end(), tail.begin(), tail.end());
+    WriteFileBytes(path, Lines(lines));
+    Array2<double> data;
+    EXPECT_EQ(ReadGenericFile(path, data), "File reading(Generic) error 9 : Subscript out of range")
+        << '"' << tail[0] << "\" and " << tail.size() - 1 << " more lines after the data";
+    ExpectShape(data, 2);
+  }
+  // A footer with as many fields as the header is converted like data.
+  WriteFileBytes(
+      path, Lines({"LOGGED PARAMETERS", kHeader, "0 1 2 3 4 5 6", "end of the log at 12:00", ""}));
   Array2<double> data;
-  EXPECT_EQ(ReadGenericFile(path, data), "OK");
-  ExpectShape(data, 1);
+  EXPECT_EQ(ReadGenericFile(path, data), "File reading(Generic) error 13 : Type mismatch");
 }
 
 TEST(ReadGenericFile, ANonNumericLineBeforeTheEndIsReadAsData) {

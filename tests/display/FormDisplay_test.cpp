@@ -480,6 +480,27 @@ TEST_F(FormDisplayTest, TheModalViewKeepsTheDisplayEvenIfAnotherViewIsInstalledM
   EXPECT_EQ(other->UpdateCount(), 1);
 }
 
+TEST_F(FormDisplayTest, TheEndOfTheModalDisplayUnloadsTheWindow) {
+  form_.UpdateSphereStable(true);
+  form_.ShowModal([&] {
+    form_.ProgressCaption(7);
+    form_.UpdateNbIter(5);
+  });
+  EXPECT_EQ(form_.Content(), ProgressWindowContent{});
+  // The sphere box, which INITDisplay leaves as it is, starts unchecked again.
+  form_.INITDisplay();
+  EXPECT_EQ(form_.Content().ChSphereStable.Value, 0);
+}
+
+TEST_F(FormDisplayTest, TheWindowIsUnloadedAlsoWhenTheCallbackThrows) {
+  EXPECT_THROW(form_.ShowModal([&] {
+    form_.UpdateNbIter(5);
+    throw std::runtime_error("failed");
+  }),
+               std::runtime_error);
+  EXPECT_EQ(form_.Content(), ProgressWindowContent{});
+}
+
 TEST_F(FormDisplayTest, StateFormIsCreatedOnceAndKeptInTheProjectState) {
   EXPECT_FALSE(State().form);
   FormDisplay& first = StateForm();

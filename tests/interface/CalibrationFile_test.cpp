@@ -202,6 +202,32 @@ TEST(CalibrationFile, ABadNumberIsATypeMismatch) {
             "LoadCalibrationFunctions Error n°13 Type mismatch");
 }
 
+TEST(CalibrationFile, QuotedNumbersReadAsTheNumbers) {
+  TempDir dir;
+  const std::string path = dir.File("quoted.cal");
+  WriteFileBytes(path,
+                 "\"SPHERE :\"\r\n\"X\",\"Y\",\"Z\",\"R\"\r\n\"1.5\",\"-2\",\"3E-3\",\"12.5\"\r\n"
+                 "\"RMS\",\"MIN\",\"MAX\"\r\n\"0.25\",\"-0.5\",\"0.75\"\r\n"
+                 "\"POLYNOMIAL CALIBRATION PARAMETERS\"\r\n\"POLYNOMIAL ORDER\"\r\n\"1\"\r\n"
+                 "\"P power\",\"Q power\",\"R power\",\"X parameter\",\"Y parameter\","
+                 "\" Z parameter\"\r\n"
+                 "\"1\",\"0\",\"0\",\"0.5\",\"-1.5\",\"2E-5\"\r\n");
+  ClsProbeCalibration cal;
+  ASSERT_EQ(cal.LoadCalibrationFunctions(path), "OK");
+  EXPECT_EQ(cal.SphereCentre(1), 1.5);
+  EXPECT_EQ(cal.SphereCentre(2), -2.0);
+  EXPECT_EQ(cal.SphereCentre(3), 3E-3);
+  EXPECT_EQ(cal.SphereRadius(), 12.5);
+  EXPECT_EQ(cal.FitRMS(), 0.25);
+  EXPECT_EQ(cal.FitMin(), -0.5);
+  EXPECT_EQ(cal.FitMax(), 0.75);
+  double x = 0, y = 0, z = 0;
+  cal.GetPolyParameters(1, 0, 0, x, y, z);
+  EXPECT_EQ(x, 0.5);
+  EXPECT_EQ(y, -1.5);
+  EXPECT_EQ(z, 2E-5);
+}
+
 using testing::DecimalCommaLocale;
 
 TEST_F(DecimalCommaLocale, TheRadiusAloneGoesThroughTheLocaleConversion) {

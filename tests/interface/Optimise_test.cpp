@@ -181,6 +181,42 @@ TEST(Optimise, MoreThan32767SamplesOverflow) {
   EXPECT_EQ(cal.Optimise(big, order), "Optimise Error 6 : Overflow");
 }
 
+// The samples of `data` (bounds 1 To 6, 1 To n) with the samples' bounds
+// moved to (first To first + n - 1).
+DataArray WithSampleBounds(const DataArray& data, int first) {
+  const int n = data.UBound(2);
+  DataArray moved(1, 6, first, first + n - 1);
+  for (int f = 1; f <= 6; ++f)
+    for (int k = 1; k <= n; ++k) moved(f, first + k - 1) = data(f, k);
+  return moved;
+}
+
+TEST(Optimise, SampleBoundsBeyondSixteenBitsOverflow) {
+  const auto s = Simulate(1, 2000, false);
+  for (int first : {32768, 32767, -50000, -32769}) {
+    ClsProbeCalibration cal;
+    cal.Mu(0.5);
+    Byte order = 1;
+    EXPECT_EQ(cal.Optimise(WithSampleBounds(s.data, first), order), "Optimise Error 6 : Overflow")
+        << "first sample at " << first;
+    EXPECT_EQ(cal.Mu(), 0.0001);
+  }
+}
+
+TEST(Optimise, SampleBoundsAtTheSixteenBitLimitsCalibrate) {
+  const auto s = Simulate(2, 2000, true);
+  ClsProbeCalibration cal;
+  Byte order = 2;
+  ASSERT_EQ(cal.Optimise(s.data, order), "OK");
+  const Array2<double> one_based = State().polynomial->Coeff();
+  // The last sample at 32,767, and the first at -32,768.
+  for (int first : {32767 - 1999, -32768}) {
+    ClsProbeCalibration again;
+    ASSERT_EQ(again.Optimise(WithSampleBounds(s.data, first), order), "OK") << first;
+    EXPECT_TRUE(State().polynomial->Coeff() == one_based) << first;
+  }
+}
+
 TEST(Optimise, AnyLowerBoundsGiveTheSameCalibration) {
   const auto s = Simulate(2, 2000, true);
   ClsProbeCalibration cal;
@@ -324,38 +360,78 @@ TEST(Optimise, AConvergedRunIsReportedAsConverged) {
   EXPECT_EQ(report.iterations.back().FitRMS, cal.FitRMS());
 }
 
-TEST(Optimise, WithProgressDisplayTheStoredResultIsReturned) {
-  const auto s = Simulate(2, 2000, false);
-  auto view = std::make_shared<HeadlessProgressView>();
-  SetProgressView(view);
+// Runs Optimise with ProgressDisplay on, shown by a headless view installed
+// for the call; returns the result text.
+std::string OptimiseDisplayed(const DataArray& data, Byte order, HeadlessProgressView& view) {
+  // The view belongs to the caller: the thread only borrows it for the call.
+  SetProgressView(std::shared_ptr<HeadlessProgressView>(&view, [](HeadlessProgressView*) {}));
   ClsProbeCalibration cal;
   cal.ProgressDisplay(true);
-  Byte order = 2;
-  const std::string result = cal.Optimise(s.data, order);
+  const std::string result = cal.Optimise(data, order);
   SetProgressView(nullptr);
+  return result;
+}
+
+TEST(Optimise, WithProgressDisplayTheStoredResultIsReturned) {
+  const auto s = Simulate(2, 2000, false);
+  HeadlessProgressView view;
+  const std::string result = OptimiseDisplayed(s.data, 2, view);
   EXPECT_EQ(result, "OK");
   EXPECT_EQ(result, State().last_result);
-  EXPECT_EQ(view->ShowCount(), 1);
-  EXPECT_FALSE(view->IsShown());
-  EXPECT_GT(view->UpdateCount(), 10);
-  const ProgressWindowContent& last = view->Last();
+  EXPECT_EQ(view.ShowCount(), 1);
+  EXPECT_FALSE(view.IsShown());
+  EXPECT_GT(view.UpdateCount(), 10);
+  const ProgressWindowContent& last = view.Last();
   EXPECT_EQ(last.Label2, "Second order optimisation on 2000 points");
   EXPECT_EQ(last.LabStep, "Levenberg-Marquardt : \nFinished");
   EXPECT_EQ(last.ChConvergence.Value, 1);
-  EXPECT_EQ(last.Label10[3], FormatFixed(cal.SphereRadius(), 4));
+  // A new instance keeps the thread's fitted sphere.
+  EXPECT_EQ(last.Label10[3], FormatFixed(ClsProbeCalibration().SphereRadius(), 4));
+}
+
+TEST(Optimise, WithProgressDisplayCheckingPathYieldsOnce) {
+  const auto s = Simulate(1, 2000, false);
+  HeadlessProgressView view;
+  ASSERT_EQ(OptimiseDisplayed(s.data, 1, view), "OK");
+  // The yields from the update that shows "Checking Path" up to the one
+  // that shows the fitted sphere (the scan-path check runs in between).
+  using Call = HeadlessProgressView::Call;
+  const auto& contents = view.Contents();
+  std::size_t content = 0;
+  int yields_while_checking = 0;
+  for (const Call call : view.Calls()) {
+    if (call == Call::kShow || call == Call::kUpdate) {
+      const ProgressWindowContent& shown = contents[content++];
+      if (yields_while_checking > 0 && !shown.Label10[0].empty()) break;
+      if (shown.LabStep == "Checking Path") ++yields_while_checking;
+    } else if (call == Call::kPumpMessages && yields_while_checking > 0) {
+      ++yields_while_checking;
+    }
+  }
+  EXPECT_EQ(yields_while_checking, 1);
+}
+
+TEST(Optimise, WithProgressDisplayTheNextRunStartsFromTheDesignedWindow) {
+  const auto s = Simulate(1, 2000, false);
+  HeadlessProgressView view;
+  ASSERT_EQ(OptimiseDisplayed(s.data, 1, view), "OK");
+  ASSERT_EQ(view.Last().ChSphereStable.Value, 1);
+  view.Clear();
+  ASSERT_EQ(OptimiseDisplayed(s.data, 1, view), "OK");
+  // The window was unloaded after the first run: the second one shows the
+  // designed stage caption and an unchecked sphere box until they change.
+  ASSERT_FALSE(view.Contents().empty());
+  const ProgressWindowContent& first = view.Contents().front();
+  EXPECT_EQ(first.LabStep, "...");
+  EXPECT_EQ(first.ChSphereStable.Value, 0);
 }
 
 TEST(Optimise, WithProgressDisplayAFailureTextIsReturnedToo) {
-  auto view = std::make_shared<HeadlessProgressView>();
-  SetProgressView(view);
-  ClsProbeCalibration cal;
-  cal.ProgressDisplay(true);
-  DataArray three(1, 6, 1, 3);
-  Byte order = 1;
-  const std::string result = cal.Optimise(three, order);
-  SetProgressView(nullptr);
-  EXPECT_EQ(result, "Sphere fit failure : Initial parameter computation");
-  EXPECT_FALSE(view->IsShown());
+  HeadlessProgressView view;
+  const DataArray three(1, 6, 1, 3);
+  EXPECT_EQ(OptimiseDisplayed(three, 1, view),
+            "Sphere fit failure : Initial parameter computation");
+  EXPECT_FALSE(view.IsShown());
 }
 
 TEST(OptimiseFromFile, AMissingFileReturnsTheGenericReadersMessage) {

@@ -9,6 +9,7 @@
 #include "interface/ProjectState.h"
 #include "polynomial/Polynome3Variables.h"
 #include "sphere/ClsSphere.h"
+#include "tavric/ClsProbeCalibration.h"
 #include "tavric/ScanSimulator.h"
 
 namespace tavric {
@@ -105,34 +106,75 @@ TEST_F(IterativeCalTest, ReadingsAreOffsetCorrectedAndInThousandsOfCounts) {
   EXPECT_DOUBLE_EQ(model.LM().fi()(1), 2.0);  // (2500 - 500) / 1000
 }
 
-TEST_F(IterativeCalTest, ASphereStepEqualToItsThresholdIsNotStable) {
-  IterativeCal model;
-  Matrix33 m0 = GainMatrix(6.25e-5);
-  ASSERT_EQ(model.INIT(SmallData(), 1, m0, Offsets()), "OK");
-  Array1<double> dx(1, model.ParameterCount());
-  dx(1) = State().ConvergenceSphereValue;
-  double g = 0.0;
-  model.GetTol(dx, g);
-  EXPECT_FALSE(model.LM().SmalldX());
-  dx(1) = std::nextafter(State().ConvergenceSphereValue, 0.0);
-  model.GetTol(dx, g);
-  EXPECT_TRUE(model.LM().SmalldX());
+// The stability test of every parameter of an order-1 model (13: the sphere
+// centre x, y, z and radius, then the X, Y and Z coefficients of R, Q and P),
+// one at a time, with thresholds set through the public interface: a step
+// exactly at the parameter's threshold is not stable, the next double below it
+// is, and so is its negation. The sphere and polynomial thresholds differ, so
+// that a parameter checked against the other kind's threshold fails.
+// Parameter `index` of the model (1-based), named after what it holds.
+struct ModelParameter {
+  int index;
+};
+
+void PrintTo(const ModelParameter& p, std::ostream* os) {
+  static const char* const kSphere[] = {"CentreX", "CentreY", "CentreZ", "Radius"};
+  if (p.index <= 4) {
+    *os << kSphere[p.index - 1];
+  } else {
+    *os << "Coefficient" << p.index - 4;
+  }
 }
 
-TEST_F(IterativeCalTest, APolynomialStepBelowAThousandTimesItsValueIsStable) {
-  IterativeCal model;
-  Matrix33 m0 = GainMatrix(6.25e-5);
-  ASSERT_EQ(model.INIT(SmallData(), 1, m0, Offsets()), "OK");
-  Array1<double> dx(1, model.ParameterCount());
-  for (Int32 i = 5; i <= model.ParameterCount(); ++i) dx(i) = 0.0000009;
-  double g = 0.0;
-  model.GetTol(dx, g);
-  EXPECT_TRUE(model.LM().SmalldX());
-  // Exactly the threshold (1E-09 x 1000 as the product rounds).
-  dx(model.ParameterCount()) = State().ConvergencePolyParamValue * 1000.0;
-  model.GetTol(dx, g);
-  EXPECT_FALSE(model.LM().SmalldX());
+class StabilityThreshold : public IterativeCalTest,
+                           public ::testing::WithParamInterface<ModelParameter> {
+ protected:
+  static constexpr double kSphereValue = 0.002;
+  static constexpr double kPolyValue = 3e-7;  // a coefficient step: 1000 x 3e-7 = 3e-4
+
+  void SetUp() override {
+    ClsProbeCalibration cal;  // first: its construction resets the thread's state
+    cal.ConvergenceSphereValue(kSphereValue);
+    cal.ConvergencePolyParamValue(kPolyValue);
+    IterativeCalTest::SetUp();
+    Matrix33 m0 = GainMatrix(6.25e-5);
+    ASSERT_EQ(model_.INIT(SmallData(), 1, m0, Offsets()), "OK");
+    ASSERT_EQ(model_.ParameterCount(), 13);
+  }
+
+  // The threshold of parameter i, as the documented rule states it.
+  static double Threshold(int i) { return i <= 4 ? kSphereValue : kPolyValue * 1000.0; }
+
+  // SmalldX after GetTol with parameter GetParam() stepping by `step`, every
+  // other parameter standing still.
+  bool StableWithStep(double step) {
+    Array1<double> dx(1, model_.ParameterCount());
+    dx(GetParam().index) = step;
+    double gradient = 0.0;
+    model_.GetTol(dx, gradient);
+    return model_.LM().SmalldX();
+  }
+
+  IterativeCal model_;
+};
+
+TEST_P(StabilityThreshold, AStepAtItsThresholdIsNotStable) {
+  EXPECT_FALSE(StableWithStep(Threshold(GetParam().index)));
+  EXPECT_FALSE(StableWithStep(-Threshold(GetParam().index)));
 }
+
+TEST_P(StabilityThreshold, AStepJustBelowItsThresholdIsStable) {
+  const double below = std::nextafter(Threshold(GetParam().index), 0.0);
+  EXPECT_TRUE(StableWithStep(below));
+  EXPECT_TRUE(StableWithStep(-below));
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryParameter, StabilityThreshold,
+                         ::testing::Values(ModelParameter{1}, ModelParameter{2}, ModelParameter{3},
+                                           ModelParameter{4}, ModelParameter{5}, ModelParameter{6},
+                                           ModelParameter{7}, ModelParameter{8}, ModelParameter{9},
+                                           ModelParameter{10}, ModelParameter{11},
+                                           ModelParameter{12}, ModelParameter{13}));
 
 TEST_F(IterativeCalTest, TheGradientTestIsStrictOnItsAbsoluteValue) {
   IterativeCal model;

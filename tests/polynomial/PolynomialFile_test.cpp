@@ -336,11 +336,27 @@ TEST(PolynomialFile, MalformedOrderNumberReportsTheStageBeforeTheOrderLabel) {
             "Polynome object ReadFile(0) Error n°13 Type mismatch");
   EXPECT_EQ(ReadSection(poly,
                         "\"POLYNOMIAL ORDER\"\r\n1\r\n\"PROBE OFFSETS\"\r\n1,2,3\r\n"
-                        "\"POLYNOMIAL ORDER\"\r\n\"2\"\r\n",
+                        "\"POLYNOMIAL ORDER\"\r\n\"two\"\r\n",
                         dir),
             "Polynome object ReadFile(3) Error n°13 Type mismatch");
   EXPECT_EQ(ReadSection(poly, "\"POLYNOMIAL ORDER\"\r\n1\r\n\"POLYNOMIAL ORDER\"\r\nx\r\n", dir),
             "Polynome object ReadFile(1) Error n°13 Type mismatch");
+}
+
+TEST(PolynomialFile, QuotedNumbersReadAsTheNumbers) {
+  TempDir dir;
+  Polynome3Variables poly;
+  ASSERT_EQ(ReadSection(poly,
+                        "\"POLYNOMIAL ORDER\"\r\n\"2\"\r\n\"P power\",\"Q power\",\"R power\","
+                        "\"X parameter\",\"Y parameter\",\" Z parameter\"\r\n"
+                        "\"0\",\"1\",\"1\",\"0.5\",\"-2\",\"1E-7\"\r\n",
+                        dir),
+            "OK");
+  EXPECT_EQ(poly.Order(), 2);
+  const Array1<double> triple = poly.TheCoeff(0, 1, 1);
+  EXPECT_EQ(triple(1), 0.5);
+  EXPECT_EQ(triple(2), -2.0);
+  EXPECT_EQ(triple(3), 1E-7);
 }
 
 TEST(PolynomialFile, OrderLabelAtTheEndReportsInputPastEnd) {

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "TestSupport.h"
+#include "tavric/DecimalSeparator.h"
 
 namespace tavric {
 namespace {
@@ -98,8 +99,61 @@ TEST_F(DecimalCommaLocale, LocaleNumbersKeepTheSeparatorTheyWereMadeWith) {
 
 TEST_F(DecimalCommaLocale, InvariantParsingAndWritingIgnoreTheLocale) {
   EXPECT_EQ(TryParseInvariant("1.5"), 1.5);
+  EXPECT_FALSE(TryParseInvariant("1,5").has_value());
   EXPECT_EQ(FormatRecordNumber(1.5), "1.5");
-  EXPECT_EQ(FormatFixed(1.5, 2), "1.50");
+}
+
+TEST_F(DecimalCommaLocale, FixedPatternsWriteTheLocaleDecimalSeparator) {
+  EXPECT_EQ(FormatFixed(1.5, 2), "1,50");
+  EXPECT_EQ(FormatFixed(-2.0, 4), "-2,0000");
+  EXPECT_EQ(FormatFixed(1234567.891, 2), "1234567,89");  // no grouping
+}
+
+TEST_F(DecimalCommaLocale, GroupingSeparatorsAreNotPartOfANumber) {
+  EXPECT_FALSE(TryParseLocale("1.234,5").has_value());
+  EXPECT_EQ(TryParseLocale("1234,5"), 1234.5);
+}
+
+TEST(DecimalSeparator, FollowsTheProcessLocaleByDefault) {
+  ASSERT_EQ(SetDecimalSeparatorSource(nullptr), nullptr);
+  EXPECT_EQ(DecimalSeparator(), std::localeconv()->decimal_point);
+}
+
+// Installs a source for one test and puts the previous one back.
+class InstalledSeparator : public ::testing::Test {
+ protected:
+  void Install(DecimalSeparatorSource source) { previous_ = SetDecimalSeparatorSource(source); }
+  void TearDown() override { SetDecimalSeparatorSource(previous_); }
+
+ private:
+  DecimalSeparatorSource previous_ = nullptr;
+};
+
+TEST_F(InstalledSeparator, AnInstalledSourceDecidesParsingAndFormatting) {
+  Install([]() -> std::string { return ","; });
+  EXPECT_EQ(DecimalSeparator(), ",");
+  EXPECT_EQ(CDbl("2,5"), 2.5);
+  EXPECT_FALSE(TryParseLocale("2.5").has_value());
+  EXPECT_EQ(FormatFixed(2.5, 2), "2,50");
+  // Records stay invariant.
+  EXPECT_EQ(FormatRecordNumber(2.5), "2.5");
+  EXPECT_EQ(TryParseInvariant("2.5"), 2.5);
+}
+
+TEST_F(InstalledSeparator, AnEmptySeparatorCountsAsAPeriod) {
+  Install([]() -> std::string { return {}; });
+  EXPECT_EQ(DecimalSeparator(), ".");
+  EXPECT_EQ(CDbl("2.5"), 2.5);
+}
+
+TEST_F(InstalledSeparator, ASeparatorOfSeveralBytesIsReadAndWritten) {
+  Install([]() -> std::string { return "\xC2\xB7"; });  // a middle dot
+  EXPECT_EQ(CDbl("2\xC2\xB7"
+                 "5"),
+            2.5);
+  EXPECT_EQ(FormatFixed(2.5, 1),
+            "2\xC2\xB7"
+            "5");
 }
 
 TEST(FormatFixed, PadsToTheGivenDecimals) {

@@ -469,12 +469,7 @@ TEST(ClsSphere, MinMaxVarDescribeTheRadialDeviations) {
   ASSERT_EQ(RunFit(sphere, points, 0.005, 10).result, "OK");
   std::vector<double> dev;
   for (const auto& p : points) dev.push_back(Distance(p, *sphere.Pt()) - sphere.R());
-  double mean = 0.0;
-  for (double e : dev) mean += e;
-  mean /= static_cast<double>(dev.size());
-  double ss = 0.0;
-  for (double e : dev) ss += (e - mean) * (e - mean);
-  const double var = ss / static_cast<double>(dev.size() - 1);
+  const double var = testing::SampleVariance(dev);
   double lo = dev[0], hi = dev[0];
   for (double e : dev) {
     lo = std::min(lo, e);
@@ -529,9 +524,9 @@ class ReferenceSpheres : public ::testing::TestWithParam<const char*> {
   void SetUp() override {
     const auto shared = testing::SharedDir();
     const auto dir = shared ? *shared / "testdata" / "nist-l2-sphere" : std::filesystem::path();
-    if (!shared || !std::filesystem::is_directory(dir))
-      GTEST_SKIP() << "reference sphere data not found (set TAVRIC_SHARED_DIR to the shared "
-                      "folder holding testdata/nist-l2-sphere)";
+    TAVRIC_SKIP_UNLESS_AVAILABLE(shared && std::filesystem::is_directory(dir),
+                                 "the NIST reference spheres (set TAVRIC_SHARED_DIR to the "
+                                 "shared folder holding testdata/nist-l2-sphere)");
     ASSERT_TRUE(ReadReference(dir, GetParam(), ref_)) << "cannot read " << GetParam();
   }
 

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <random>
 #include <sstream>
+#include <string_view>
 
 #include "interface/ProjectState.h"
 #include "runtime/CheckedMath.h"
@@ -27,6 +28,11 @@ std::optional<std::filesystem::path> SharedDir() {
   return std::nullopt;
 }
 
+bool UnderContinuousIntegration() {
+  const char* ci = std::getenv("CI");
+  return ci != nullptr && std::string_view(ci) == "true";
+}
+
 TempDir::TempDir() {
   std::random_device rd;
   const auto base = std::filesystem::temp_directory_path();
@@ -43,10 +49,17 @@ TempDir::~TempDir() {
 
 void DecimalCommaLocale::SetUp() {
   saved_ = std::setlocale(LC_NUMERIC, nullptr);
-  for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "fr_FR.utf8"}) {
-    if (std::setlocale(LC_NUMERIC, name) != nullptr) return;
+  // The locales to try; TAVRIC_DECIMAL_COMMA_LOCALES (names separated by
+  // blanks) replaces the list, e.g. to see what a machine without them does.
+  const char* from_env = std::getenv("TAVRIC_DECIMAL_COMMA_LOCALES");
+  std::istringstream names(from_env != nullptr ? from_env
+                                               : "de_DE.UTF-8 de_DE.utf8 fr_FR.UTF-8 fr_FR.utf8");
+  for (std::string name; names >> name;) {
+    if (std::setlocale(LC_NUMERIC, name.c_str()) != nullptr) return;
   }
-  GTEST_SKIP() << "no locale with a decimal comma is installed (apt-get install locales-all)";
+  TAVRIC_SKIP_UNLESS_AVAILABLE(false,
+                               "a de_DE or fr_FR locale with a decimal comma (apt-get install "
+                               "locales-all)");
 }
 
 void DecimalCommaLocale::TearDown() { std::setlocale(LC_NUMERIC, saved_.c_str()); }
@@ -57,6 +70,15 @@ void PerInstructionSet::SetUp() {
 }
 
 void PerInstructionSet::TearDown() { simd::Force(std::nullopt); }
+
+double SampleVariance(const std::vector<double>& values) {
+  double mean = 0.0;
+  for (double v : values) mean += v;
+  mean /= static_cast<double>(values.size());
+  double squares = 0.0;
+  for (double v : values) squares += (v - mean) * (v - mean);
+  return squares / static_cast<double>(values.size() - 1);
+}
 
 void WriteFileBytes(const std::string& path, const std::string& content) {
   std::ofstream out(path, std::ios::binary);

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "runtime/Simd.h"
 #include "tavric/RuntimeError.h"
@@ -20,6 +21,11 @@ void ResetThreadState();
 // by the environment variable TAVRIC_SHARED_DIR when that is set, else the
 // one beside the project checkout.
 std::optional<std::filesystem::path> SharedDir();
+
+// True when the environment variable CI is "true": the test runs under
+// continuous integration, where the reference data and the decimal-comma
+// locales must be present.
+bool UnderContinuousIntegration();
 
 // A fresh, empty temporary folder, removed when the object goes away.
 class TempDir {
@@ -36,8 +42,9 @@ class TempDir {
 };
 
 // A test fixture that switches LC_NUMERIC to a locale with a decimal comma
-// for the test and restores the previous one; the test is skipped when no
-// such locale is installed.
+// for the test and restores the previous one. Without such a locale the test
+// is skipped, or fails under continuous integration
+// (TAVRIC_SKIP_UNLESS_AVAILABLE).
 class DecimalCommaLocale : public ::testing::Test {
  protected:
   void SetUp() override;
@@ -64,12 +71,30 @@ class PerInstructionSet : public ::testing::TestWithParam<simd::Isa> {
         return std::string(::tavric::simd::Name(i.param));                                       \
       })
 
+// The variance of `values` about their mean with divisor n - 1, computed
+// plainly in the tests as an independent expectation (at least two values).
+double SampleVariance(const std::vector<double>& values);
+
 // Writes `content` to a file byte for byte.
 void WriteFileBytes(const std::string& path, const std::string& content);
 // Reads a whole file byte for byte.
 std::string ReadFileBytes(const std::string& path);
 
 }  // namespace tavric::testing
+
+// Ends the current test (or fixture SetUp) when a prerequisite is missing:
+// reported as skipped, so that ctest lists it, and as a failure under
+// continuous integration (CI=true), where every prerequisite is required.
+// `what` names the prerequisite for the message.
+#define TAVRIC_SKIP_UNLESS_AVAILABLE(available, what)                      \
+  do {                                                                     \
+    if (!(available)) {                                                    \
+      if (::tavric::testing::UnderContinuousIntegration()) {               \
+        FAIL() << "missing prerequisite, required when CI=true: " << what; \
+      }                                                                    \
+      GTEST_SKIP() << "missing prerequisite: " << what;                    \
+    }                                                                      \
+  } while (0)
 
 // Expects `statement` to raise RuntimeError with the given error number.
 #define EXPECT_RUNTIME_ERROR(statement, number)                                   \

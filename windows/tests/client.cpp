@@ -6,21 +6,28 @@
 // when it fails; the last line is "RESULT: <passed> passed, <failed> failed"
 // and the exit code is 0 only when nothing failed.
 //
-//   TavricComClient api --scan SCAN.BIN --out DIR [--example FILE]...
+//   TavricComClient api --scan SCAN.BIN --big BIG.BIN --out DIR [--example FILE]...
 //     Calls every member early bound (vtable) and late bound (IDispatch),
 //     checks the registered type library, the defaults, clamps and edge
-//     cases, errors and bad arguments, and writes the calibrations that the
-//     test compares with the Linux build: DIR\windows-scan.cal (Optimise on
-//     the scan with bounds (0 To 5, 3 To N + 2), order 3) and
+//     cases, errors and bad arguments, that a host's messages are dispatched
+//     during Optimise without the progress window, and writes the
+//     calibrations that the test compares with the Linux build:
+//     DIR\windows-scan.cal (Optimise on the scan with bounds (0 To 5,
+//     3 To N + 2), order 3), DIR\windows-big.cal (the 32,767 samples of
+//     BIG.BIN, bounds (0 To 5, 1 To 32767), order 3) and
 //     DIR\windows-<name>.cal per example that calibrates (OptimiseFromFile,
 //     order 3; the line "EXAMPLE <name>: <result text>" gives each result).
 //
 //   TavricComClient display --scan SCAN.BIN --out DIR --ready FILE --done FILE
-//     Runs Optimise with ProgressDisplay on, reads the progress window from a
-//     second thread while it runs, and holds the window open at its second
-//     iteration: it creates the file READY and waits (at most 90 s) for the
-//     file DONE, so that a screenshot can be taken meanwhile. Writes
-//     DIR\windows-scan-display.cal.
+//     Run with a desktop and a decimal-comma user's locale. Runs Optimise
+//     with ProgressDisplay on, reads the progress window from a second thread
+//     while it runs (its values written with decimal commas), and holds the
+//     window open at its second iteration: it creates the file READY and
+//     waits (at most 90 s) for the file DONE, so that a screenshot can be
+//     taken meanwhile. Writes DIR\windows-scan-display.cal. Then the locale's
+//     other effects: the scan written as generic data with decimal commas
+//     calibrates (DIR\windows-comma.cal), with periods it does not, a saved
+//     file's radius does not read back and a quoted "12,5" does.
 //
 // SCAN.BIN: int32 N, then 6 x N doubles (P, Q, R, X, Y, Z sample after
 // sample), as linux_reference writes it.
@@ -33,6 +40,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -251,6 +259,13 @@ SAFEARRAY* ScanArray(const Scan& scan, LONG lower1, LONG lower2) {
   return a;
 }
 
+bool WriteFileBytes(const std::wstring& path, const std::string& bytes) {
+  std::FILE* f = _wfopen(path.c_str(), L"wb");
+  if (f == nullptr) return false;
+  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
+  return std::fclose(f) == 0 && written;
+}
+
 std::string ReadFileBytes(const std::wstring& path) {
   std::string bytes;
   std::FILE* f = _wfopen(path.c_str(), L"rb");
@@ -283,6 +298,18 @@ HRESULT CreateCalibration(Ptr<_ClsProbeCalibration>& object) {
                           object.OutVoid());
 }
 
+// Writes a calibration-functions file holding `content` to `path` and loads
+// it; returns the result text.
+std::wstring LoadWritten(_ClsProbeCalibration* cal, const std::wstring& path,
+                         const std::string& content) {
+  Check(WriteFileBytes(path, content), "write " + Utf8(FileName(path)));
+  Bstr name(path);
+  Bstr result;
+  CheckOk(cal->LoadCalibrationFunctions(name.Get(), result.Out()),
+          "LoadCalibrationFunctions " + Utf8(FileName(path)));
+  return result.Text();
+}
+
 // Runs `body` on a new single-threaded apartment, whose calibration state
 // starts fresh.
 void OnFreshApartment(const std::function<void()>& body) {
@@ -294,14 +321,15 @@ void OnFreshApartment(const std::function<void()>& body) {
   worker.join();
 }
 
-// Optimise (order 3) and SaveCalibrationFunctions on a fresh apartment.
+// Optimise (order 3) and SaveCalibrationFunctions on a fresh apartment, the
+// samples from `first_sample` on (the fields from 0).
 void CalibrateAndSave(const Scan& scan, bool display, const std::wstring& out,
-                      const std::string& what) {
+                      const std::string& what, LONG first_sample = 3) {
   OnFreshApartment([&] {
     Ptr<_ClsProbeCalibration> cal;
     if (!CheckOk(CreateCalibration(cal), what + ": create")) return;
     if (display) CheckOk(cal->put_ProgressDisplay(VARIANT_TRUE), what + ": ProgressDisplay");
-    Array data(ScanArray(scan, 0, 3));
+    Array data(ScanArray(scan, 0, first_sample));
     unsigned char order = 3;
     Bstr result;
     CheckOk(cal->Optimise(&data.Ref(), &order, result.Out()), what + ": Optimise");
@@ -862,9 +890,10 @@ void CheckRegistrationAndClassObject() {
 
 // The defaults of a new object. Creating an object sets one component of
 // each head direction (a: C1 = -1, b: C3 = 1) and keeps the others, so after
-// LetHX7bDir(3, 4, 0) a new object reads (0.6, 0.8, 1): `b_dir` says what to
-// expect.
+// LetHX7bDir(3, 4, 0) a new object reads (0.6, 0.8, 1): `a_dir` and `b_dir`
+// say what to expect.
 void CheckDefaults(_ClsProbeCalibration* cal, const std::string& when,
+                   const double (&a_dir)[3] = {-1.0, 0.0, 0.0},
                    const double (&b_dir)[3] = {0.0, 0.0, 1.0}) {
   double d = -1;
   unsigned char b = 0;
@@ -894,12 +923,22 @@ void CheckDefaults(_ClsProbeCalibration* cal, const std::string& when,
   CheckOk(cal->get_InitialHX7b(&d), when + "InitialHX7b") &&
       CheckNear(d, 0.0, when + "InitialHX7b");
   double i = 9, j = 9, k = 9;
+  const auto triple = [](const double(&v)[3]) {
+    return "(" + std::to_string(v[0]) + ", " + std::to_string(v[1]) + ", " + std::to_string(v[2]) +
+           ")";
+  };
   CheckOk(cal->GetHX7aDir(&i, &j, &k), when + "GetHX7aDir") &&
-      Check(i == -1.0 && j == 0.0 && k == 0.0, when + "GetHX7aDir is (-1, 0, 0)");
+      Check(i == a_dir[0] && j == a_dir[1] && k == a_dir[2],
+            when + "GetHX7aDir is " + triple(a_dir));
   CheckOk(cal->GetHX7bDir(&i, &j, &k), when + "GetHX7bDir") &&
       Check(i == b_dir[0] && j == b_dir[1] && k == b_dir[2],
-            when + "GetHX7bDir is (" + std::to_string(b_dir[0]) + ", " + std::to_string(b_dir[1]) +
-                ", " + std::to_string(b_dir[2]) + ")");
+            when + "GetHX7bDir is " + triple(b_dir));
+  unsigned char order = 0;
+  CheckOk(cal->get_PolynomialOrder(&order), when + "PolynomialOrder") &&
+      Check(order == 1, when + "PolynomialOrder is 1");
+  double P = 9, Q = 9, R = 9;
+  CheckOk(cal->GetProbeOffsets(&P, &Q, &R), when + "GetProbeOffsets") &&
+      Check(P == 0.0 && Q == 0.0 && R == 0.0, when + "probe offsets are 0");
   double x = 9, y = 9, z = 9;
   short p = 1, q = 0, r = 0;
   CheckOk(cal->GetPolyParameters(&p, &q, &r, &x, &y, &z), when + "GetPolyParameters(1, 0, 0)") &&
@@ -1027,17 +1066,46 @@ void EarlyBound(const Scan& scan, const std::wstring& out) {
   CheckOk(cal->get_SphereRadius(&d), "SphereRadius");
   Check(d == 0.0, "SphereRadius is 0 before a fit");
 
-  // A second object resets the thread's settings and polynomial.
+  // A second object resets every setting of the thread, the fit statistics
+  // and the polynomial; the fitted sphere stays.
+  Section("early binding: a second object resets the first one's settings");
+  CheckText(LoadWritten(cal.Get(), out + L"\\statistics.cal",
+                        "\"SPHERE :\"\r\n\"X\",\"Y\",\"Z\",\"R\"\r\n1,2,3,12.5\r\n"
+                        "\"RMS\",\"MIN\",\"MAX\"\r\n0.25,-0.5,0.75\r\n"),
+            L"OK", "a sphere and fit statistics loaded");
+  Bstr result;
   CheckOk(cal->put_Mu(5.0), "put Mu");
+  CheckOk(cal->put_nu(3.0), "put nu");
+  CheckOk(cal->put_ConvergenceDetectionMethod(E_GradientNorm), "put ConvergenceDetectionMethod");
+  CheckOk(cal->put_ConvergenceGradientNormValue(0.5), "put ConvergenceGradientNormValue");
+  CheckOk(cal->put_ConvergenceSphereValue(0.25), "put ConvergenceSphereValue");
+  CheckOk(cal->put_ConvergencePolyParamValue(0.125), "put ConvergencePolyParamValue");
   CheckOk(cal->put_IterationMaxNumber(3), "put IterationMaxNumber");
+  CheckOk(cal->put_InitialProbeGain(1.0), "put InitialProbeGain");
+  CheckOk(cal->put_ProgressDisplay(VARIANT_TRUE), "put ProgressDisplay");
+  CheckOk(cal->put_InitialHX7a(30.0), "put InitialHX7a");
+  CheckOk(cal->put_InitialHX7b(-45.0), "put InitialHX7b");
+  i = 0, j = 3, k = 4;
+  CheckOk(cal->LetHX7aDir(&i, &j, &k), "LetHX7aDir(0, 3, 4)");
+  order = 2;
+  CheckOk(cal->put_PolynomialOrder(&order), "put PolynomialOrder 2");
+  P = 1, Q = 2, R = 3;
+  CheckOk(cal->LetProbeOffsets(&P, &Q, &R), "LetProbeOffsets(1, 2, 3)");
   {
     Ptr<_ClsProbeCalibration> second;
     if (CheckOk(CreateCalibration(second), "create a second object")) {
-      // Head direction b was (0.6, 0.8, 0): creation sets its third component.
-      CheckDefaults(cal.Get(), "first object after a second was created: ", {0.6, 0.8, 1.0});
-      x = y = z = 9;
-      CheckOk(cal->GetPolyParameters(&one, &zero, &zero, &x, &y, &z), "GetPolyParameters");
-      Check(x == 0.0 && y == 0.0 && z == 0.0, "a second object empties the polynomial");
+      // The directions were (0, 0.6, 0.8) and (0.6, 0.8, 0): creation sets
+      // only the first component of a and the third of b.
+      for (_ClsProbeCalibration* object : {cal.Get(), second.Get()}) {
+        const std::string who = object == cal.Get() ? "first object" : "second object";
+        CheckDefaults(object, who + " after a second was created: ", {-1.0, 0.6, 0.8},
+                      {0.6, 0.8, 1.0});
+        x = y = z = 9;
+        CheckOk(object->GetPolyParameters(&one, &zero, &zero, &x, &y, &z), "GetPolyParameters");
+        Check(x == 0.0 && y == 0.0 && z == 0.0, who + ": a second object empties the polynomial");
+        CheckOk(object->get_SphereRadius(&d), "SphereRadius");
+        Check(d == 12.5, who + ": the fitted sphere stays");
+      }
     }
   }
 
@@ -1064,39 +1132,69 @@ void EarlyBound(const Scan& scan, const std::wstring& out) {
   CheckHr(cal->GetPolyParameters(&one, nullptr, &zero, &x, &y, &z), E_POINTER,
           "GetPolyParameters(..., null, ...)");
 
-  // Bad data arrays.
+  // Bad data arrays. Every Optimise call, refused or failed, leaves Mu and nu
+  // at their defaults.
   Section("early binding: bad data arrays");
-  Bstr result;
   order = 3;
+  const auto damping_set = [&] {
+    CheckOk(cal->put_Mu(0.5), "put Mu");
+    CheckOk(cal->put_nu(3.0), "put nu");
+  };
+  const auto damping_reset = [&](const std::string& call) {
+    CheckOk(cal->get_Mu(&d), "get Mu") && CheckNear(d, 0.0001, "Mu after " + call, 0);
+    CheckOk(cal->get_nu(&d), "get nu") && CheckNear(d, 10.0, "nu after " + call, 0);
+  };
+  damping_set();
   CheckHr(cal->Optimise(nullptr, &order, result.Out()), E_POINTER, "Optimise(null pointer)");
+  damping_reset("Optimise(null pointer)");
   {
     Array data(ScanArray(scan, 1, 1));
     CheckHr(cal->Optimise(&data.Ref(), nullptr, result.Out()), E_POINTER, "Optimise(order null)");
     CheckHr(cal->Optimise(&data.Ref(), &order, nullptr), E_POINTER, "Optimise(result null)");
   }
   SAFEARRAY* none = nullptr;
+  damping_set();
   CheckOk(cal->Optimise(&none, &order, result.Out()), "Optimise(no array)");
   CheckText(result.Text(), L"Optimise Error 9 : Subscript out of range",
             "Optimise(no array) result");
+  damping_reset("Optimise(no array)");
   {
     Array one_dim(SafeArrayCreateVector(VT_R8, 1, 60));
+    damping_set();
     CheckOk(cal->Optimise(&one_dim.Ref(), &order, result.Out()), "Optimise(1-D array)");
     CheckText(result.Text(), L"Optimise Error 9 : Subscript out of range",
               "Optimise(1-D array) result");
+    damping_reset("Optimise(1-D array)");
   }
   {
     SAFEARRAYBOUND bounds[2] = {{6, 1}, {50, 1}};
     Array longs(SafeArrayCreate(VT_I4, 2, bounds));
+    damping_set();
     CheckHr(cal->Optimise(&longs.Ref(), &order, result.Out()), DISP_E_TYPEMISMATCH,
             "Optimise(array of VT_I4)");
     CheckText(ErrorDescription(), L"Type mismatch", "error information of Optimise(VT_I4)");
+    damping_reset("Optimise(array of VT_I4)");
   }
   {
     SAFEARRAYBOUND bounds[2] = {{5, 0}, {40, 1}};  // five fields only
     Array five(SafeArrayCreate(VT_R8, 2, bounds));
+    damping_set();
     CheckOk(cal->Optimise(&five.Ref(), &order, result.Out()), "Optimise(5 fields)");
     CheckText(result.Text(), L"Optimise Error 9 : Subscript out of range",
               "Optimise with fewer than six fields");
+    damping_reset("Optimise(5 fields)");
+  }
+  {
+    SAFEARRAYBOUND bounds[2] = {{6, 1}, {2000, 32768}};  // samples 32768 To 34767
+    Array high(SafeArrayCreate(VT_R8, 2, bounds));
+    CheckOk(cal->Optimise(&high.Ref(), &order, result.Out()), "Optimise(samples 32768 To 34767)");
+    CheckText(result.Text(), L"Optimise Error 6 : Overflow",
+              "a samples' bound beyond 32,767 overflows");
+    bounds[1] = {2000, -50000};  // samples -50000 To -48001
+    Array low(SafeArrayCreate(VT_R8, 2, bounds));
+    CheckOk(cal->Optimise(&low.Ref(), &order, result.Out()), "Optimise(samples -50000 To -48001)");
+    CheckText(result.Text(), L"Optimise Error 6 : Overflow",
+              "a samples' bound below -32,768 overflows");
   }
 
   // Result texts hold non-ASCII characters.
@@ -1401,10 +1499,13 @@ void LateBound(const Scan& scan, const std::wstring& out,
 
 // --- Calibrations compared with the Linux build and the progress display ------------------
 
-void Calibrations(const Scan& scan, const std::wstring& out,
+void Calibrations(const Scan& scan, const Scan& big, const std::wstring& out,
                   const std::vector<std::wstring>& examples) {
   Section("calibrations for comparison with the Linux build");
   CalibrateAndSave(scan, false, out + L"\\windows-scan.cal", "scan");
+  if (Check(big.count == 32767, "the large scan holds 32,767 samples")) {
+    CalibrateAndSave(big, false, out + L"\\windows-big.cal", "32,767 samples", 1);
+  }
   for (const std::wstring& file : examples) {
     const std::string what = Utf8(FileName(file));
     OnFreshApartment([&] {
@@ -1434,6 +1535,52 @@ void HeadlessDisplay(const Scan& scan, const std::wstring& out) {
   Check(ReadFileBytes(out + L"\\windows-scan-headless-display.cal") ==
             ReadFileBytes(out + L"\\windows-scan.cal"),
         "the calibration with ProgressDisplay on is the one without");
+}
+
+// --- Host messages during a calibration --------------------------------------------------
+
+int g_timer_calls_in_optimise = 0;
+bool g_in_optimise = false;
+
+void CALLBACK CountTimer(HWND, UINT, UINT_PTR, DWORD) {
+  if (g_in_optimise) ++g_timer_calls_in_optimise;
+}
+
+constexpr UINT kHostPing = WM_APP + 42;
+
+// A host's user interface stays alive during a long fit without the progress
+// window: the server lets the thread's pending messages through (a due timer
+// of the host's, a message posted to its thread), as the host runtime's
+// DoEvents would.
+void HostMessagesDuringOptimise(const Scan& scan) {
+  Section("host messages are dispatched during Optimise without the progress window");
+  OnFreshApartment([&] {
+    Ptr<_ClsProbeCalibration> cal;
+    if (!CheckOk(CreateCalibration(cal), "create")) return;
+    VARIANT_BOOL display = VARIANT_TRUE;
+    CheckOk(cal->get_ProgressDisplay(&display), "get ProgressDisplay");
+    Check(display == VARIANT_FALSE, "ProgressDisplay is off");
+    Array data(ScanArray(scan, 0, 3));
+    unsigned char order = 3;
+    Bstr result;
+    MSG message;
+    PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE);  // the thread's queue exists
+    const UINT_PTR timer = SetTimer(nullptr, 0, 10, &CountTimer);
+    Check(timer != 0, "a timer of the host's thread");
+    Sleep(50);  // the timer is due before Optimise starts
+    Check(PostThreadMessageW(GetCurrentThreadId(), kHostPing, 0, 0) != FALSE,
+          "a message posted to the host's thread");
+    g_in_optimise = true;
+    CheckOk(cal->Optimise(&data.Ref(), &order, result.Out()), "Optimise");
+    g_in_optimise = false;
+    KillTimer(nullptr, timer);
+    CheckText(result.Text(), L"OK", "Optimise result");
+    Check(g_timer_calls_in_optimise >= 1, "the host's timer was dispatched during Optimise (" +
+                                              std::to_string(g_timer_calls_in_optimise) +
+                                              " times)");
+    Check(PeekMessageW(&message, nullptr, kHostPing, kHostPing, PM_REMOVE) == FALSE,
+          "the message posted to the host's thread was taken from its queue during Optimise");
+  });
 }
 
 // --- Watching the progress window -------------------------------------------------------
@@ -1646,10 +1793,103 @@ void Display(const Scan& scan, const std::wstring& out) {
   }
 }
 
+// --- The user's locale ---------------------------------------------------------------------
+
+// The scan as a generic data file: every number in its shortest exact form,
+// with `point` as the decimal separator.
+std::string GenericText(const Scan& scan, char point) {
+  std::string text =
+      "LOGGED PARAMETERS\r\nTQ800Axis0.0 TQ800Axis1.0 TQ800Axis2.0 X.51 Y.51 Z.51\r\n";
+  char number[64];
+  for (std::size_t v = 0; v < scan.values.size(); ++v) {
+    const auto written = std::to_chars(number, number + sizeof number, scan.values[v]);
+    std::string field(number, written.ptr);
+    std::replace(field.begin(), field.end(), '.', point);
+    text += field + (v % 6 == 5 ? "\r\n" : " ");
+  }
+  return text + "END\r\n";
+}
+
+bool HasComma(const std::set<std::wstring>& texts) {
+  return std::any_of(texts.begin(), texts.end(),
+                     [](const std::wstring& t) { return t.find(L',') != std::wstring::npos; });
+}
+bool HasPeriod(const std::set<std::wstring>& texts) {
+  return std::any_of(texts.begin(), texts.end(),
+                     [](const std::wstring& t) { return t.find(L'.') != std::wstring::npos; });
+}
+
+// Run after Display, with a user's locale whose decimal separator is a comma
+// (under Wine: LC_ALL=de_DE.UTF-8): data files are read with it, the
+// calibration file is written with periods and its radius alone is read back
+// with the locale's conversion, and the progress window wrote commas.
+void UserLocale(const Scan& scan, const std::wstring& out) {
+  Section("the user's locale: a decimal comma");
+  wchar_t separator[8] = {};
+  GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_SDECIMAL, separator, 8);
+  if (!CheckText(separator, L",", "the user's locale has a decimal comma")) return;
+
+  const std::wstring comma = out + L"\\comma.txt";
+  const std::wstring period = out + L"\\period.txt";
+  const std::wstring saved = out + L"\\windows-comma.cal";
+  Check(WriteFileBytes(comma, GenericText(scan, ',')), "write the data with decimal commas");
+  Check(WriteFileBytes(period, GenericText(scan, '.')), "write the data with periods");
+  // On this (the main) thread: under a desktop, Wine does not end a worker
+  // apartment that created the server's object (see docs/windows.md).
+  {
+    Ptr<_ClsProbeCalibration> cal;
+    if (!CheckOk(CreateCalibration(cal), "create")) return;
+    Bstr name(comma);
+    unsigned char order = 3;
+    Bstr result;
+    CheckOk(cal->OptimiseFromFile(&name.Ref(), &order, result.Out()), "OptimiseFromFile (commas)");
+    CheckText(result.Text(), L"OK", "data with decimal commas calibrate");
+    Bstr saved_name(saved);
+    CheckOk(cal->SaveCalibrationFunctions(&saved_name.Ref(), result.Out()), "save");
+    CheckText(result.Text(), L"OK", "save result");
+    // Read back, the centre and statistics are invariant numbers but the
+    // radius goes through the locale's conversion, where a period is no
+    // decimal point.
+    CheckOk(cal->LoadCalibrationFunctions(saved_name.Get(), result.Out()), "load");
+    CheckText(result.Text(), L"LoadCalibrationFunctions Error n\u00B013 Type mismatch",
+              "loading a calibration file fails on its radius");
+
+    Section("the user's locale: data written with periods");
+    Bstr period_name(period);
+    order = 3;
+    CheckOk(cal->OptimiseFromFile(&period_name.Ref(), &order, result.Out()),
+            "OptimiseFromFile (periods)");
+    CheckText(result.Text(), L"File reading(Generic) error 13 : Type mismatch",
+              "data with periods are not numbers in this locale");
+
+    Section("the user's locale: a radius written with a decimal comma");
+    CheckText(LoadWritten(cal.Get(), out + L"\\quoted-radius.cal",
+                          "\"SPHERE :\"\r\n\"X\",\"Y\",\"Z\",\"R\"\r\n1.5,2,3,\"12,5\"\r\n"
+                          "\"RMS\",\"MIN\",\"MAX\"\r\n0.25,0,0\r\n"),
+              L"OK", "a radius written with a decimal comma loads");
+    double value = 0;
+    unsigned char one = 1;
+    CheckOk(cal->get_SphereRadius(&value), "SphereRadius") &&
+        Check(value == 12.5, "the radius \"12,5\" reads 12.5");
+    CheckOk(cal->get_SphereCentre(&one, &value), "SphereCentre(1)") &&
+        Check(value == 1.5, "the centre 1.5 is read with its period");
+    CheckOk(cal->get_FitRMS(&value), "FitRMS") && Check(value == 0.25, "FitRMS 0.25");
+  }
+
+  // The display run of this process (Display) ran under the same locale.
+  Section("the user's locale: the progress window");
+  const Watch& w = g_watch;
+  if (!w.found) return;  // Display said so already
+  Check(HasComma(w.radius) && !HasPeriod(w.radius), "the radius was shown with a decimal comma (" +
+                                                        std::to_string(w.radius.size()) +
+                                                        " values read)");
+  Check(HasComma(w.rms) && !HasPeriod(w.rms), "the RMS error was shown with a decimal comma");
+}
+
 // --- Main ------------------------------------------------------------------------------
 
 struct Options {
-  std::wstring mode, scan, out, ready, done;
+  std::wstring mode, scan, big, out, ready, done;
   std::vector<std::wstring> examples;
 };
 
@@ -1661,6 +1901,8 @@ bool Parse(int argc, wchar_t** argv, Options& o) {
     const std::wstring value = argv[i + 1];
     if (key == L"--scan") {
       o.scan = value;
+    } else if (key == L"--big") {
+      o.big = value;
     } else if (key == L"--out") {
       o.out = value;
     } else if (key == L"--example") {
@@ -1679,11 +1921,13 @@ bool Parse(int argc, wchar_t** argv, Options& o) {
 }  // namespace
 
 int wmain(int argc, wchar_t** argv) {
+  // Unbuffered: what was printed survives a run stopped by a timeout.
+  std::setvbuf(stdout, nullptr, _IONBF, 0);
   Options options;
   if (!Parse(argc, argv, options)) {
     std::printf(
-        "usage: TavricComClient api|display --scan FILE --out DIR [--example FILE]... "
-        "[--ready FILE --done FILE]\n");
+        "usage: TavricComClient api|display --scan FILE --out DIR [--big FILE] "
+        "[--example FILE]... [--ready FILE --done FILE]\n");
     return 2;
   }
   if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) {
@@ -1695,14 +1939,16 @@ int wmain(int argc, wchar_t** argv) {
     if (options.mode == L"api") {
       CheckRegistrationAndClassObject();
       CheckTypeLibrary();
-      Calibrations(scan, options.out, options.examples);
+      Calibrations(scan, ReadScan(options.big), options.out, options.examples);
       EarlyBound(scan, options.out);
       LateBound(scan, options.out, options.examples);
       HeadlessDisplay(scan, options.out);
+      HostMessagesDuringOptimise(scan);
     } else {
       g_ready_file = options.ready;
       g_done_file = options.done;
       Display(scan, options.out);
+      UserLocale(scan, options.out);
     }
   }
   CoUninitialize();

@@ -8,7 +8,10 @@
 // calibrates it with the portable library exactly as the client does
 // through the server: a fresh calibration on a fresh thread, Optimise on the
 // data with bounds (0 To 5, 3 To N + 2) and order 3, then
-// SaveCalibrationFunctions to OUT_DIR/linux-scan.cal. Each DATA_FILE is
+// SaveCalibrationFunctions to OUT_DIR/linux-scan.cal. The same for the
+// largest scan a calibration takes, 32,767 samples of a third-order probe
+// (OUT_DIR/big.bin, bounds (0 To 5, 1 To 32767), OUT_DIR/linux-big.cal;
+// "BIG: <result text>"). Each DATA_FILE is
 // calibrated the same way with OptimiseFromFile (order 3) and saved to
 // OUT_DIR/linux-<name>.cal when it succeeds, <name> being the file's name
 // without folders. Prints "SCAN: <result text>" for the scan and
@@ -27,19 +30,21 @@
 
 namespace {
 
-// The scan both sides calibrate: the simulator's documented defaults with a
-// smaller sample count and a little noise.
-tavric::DataArray SimulatedScan() {
+// A scan both sides calibrate: the simulator's documented defaults with
+// `samples` samples of a probe of order `probe_order` and a little noise,
+// the samples from `first_sample` on (the fields from 0).
+tavric::DataArray SimulatedScan(int samples, int probe_order, std::int32_t first_sample) {
   tavric::sim::Scenario scenario;
-  scenario.plan.total_samples = 1500;
+  scenario.plan.total_samples = samples;
+  scenario.calibration.order = probe_order;
   scenario.noise.counts_sigma = 0.5;
   scenario.noise.position_sigma_um = 0.2;
   scenario.noise.seed = 20240611;
   tavric::DataArray data = tavric::sim::Simulate(scenario).data;
   const std::int32_t n = data.UBound(2) - data.LBound(2) + 1;
-  tavric::DataArray rebased(0, 5, 3, n + 2);
+  tavric::DataArray rebased(0, 5, first_sample, first_sample + n - 1);
   for (std::int32_t k = 0; k < n; ++k) {
-    for (std::int32_t f = 0; f < 6; ++f) rebased(f, 3 + k) = data(1 + f, 1 + k);
+    for (std::int32_t f = 0; f < 6; ++f) rebased(f, first_sample + k) = data(1 + f, 1 + k);
   }
   return rebased;
 }
@@ -76,17 +81,27 @@ int main(int argc, char** argv) {
   const std::string out = argv[1];
   bool ok = true;
 
-  const tavric::DataArray scan = SimulatedScan();
-  if (!WriteScan(out + "/scan.bin", scan)) {
-    std::cerr << "cannot write " << out << "/scan.bin\n";
-    return 2;
+  const struct {
+    const char* name;
+    const char* label;
+    tavric::DataArray data;
+  } scans[] = {{"scan", "SCAN", SimulatedScan(1500, 3, 3)},
+               {"big", "BIG", SimulatedScan(32767, 3, 1)}};
+  for (const auto& scan : scans) {
+    const std::string bin = out + "/" + scan.name + ".bin";
+    if (!WriteScan(bin, scan.data)) {
+      std::cerr << "cannot write " << bin << "\n";
+      return 2;
+    }
+    OnFreshThread([&] {
+      tavric::ClsProbeCalibration cal;
+      std::uint8_t order = 3;
+      ok = Report(scan.label, cal.Optimise(scan.data, order)) && ok;
+      ok = Report(std::string(scan.label) + " SAVE",
+                  cal.SaveCalibrationFunctions(out + "/linux-" + scan.name + ".cal")) &&
+           ok;
+    });
   }
-  OnFreshThread([&] {
-    tavric::ClsProbeCalibration cal;
-    std::uint8_t order = 3;
-    ok = Report("SCAN", cal.Optimise(scan, order)) && ok;
-    ok = Report("SCAN SAVE", cal.SaveCalibrationFunctions(out + "/linux-scan.cal")) && ok;
-  });
 
   for (int i = 2; i < argc; ++i) {
     const std::string file = argv[i];
