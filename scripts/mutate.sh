@@ -118,8 +118,8 @@ mutation "sphere fit: one Gauss-Newton step fewer allowed" \
   src/sphere/ClsSphere.cpp 'if (converged || iteration > MaxIter) break;' \
   'if (converged || iteration >= MaxIter) break;' sphere interface
 mutation "sphere fit: starting radius from n - 1" \
-  src/sphere/ClsSphere.cpp 'const double mean_square = sum / static_cast<double>(n_points_);' \
-  'const double mean_square = sum / static_cast<double>(n_points_ - 1);' sphere interface
+  src/sphere/ClsSphere.cpp 'const double mean_square = SumOfSquaredDistances(centre) / static_cast<double>(n_points_);' \
+  'const double mean_square = SumOfSquaredDistances(centre) / static_cast<double>(n_points_ - 1);' sphere interface
 mutation "sphere deviations: smallest and largest swapped" \
   src/sphere/ClsSphere.cpp 'max_ = rhs_(index_max);' 'max_ = rhs_(index_min);' sphere interface
 mutation "two planes scanned in both senses are enough" \
