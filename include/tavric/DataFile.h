@@ -18,6 +18,7 @@
 #include <string>
 
 #include "tavric/BoundedArray.h"
+#include "tavric/ReadDiagnostic.h"
 
 namespace tavric {
 
@@ -26,8 +27,11 @@ namespace tavric {
 // missing", "File reading(Generic) error ..."); the marked reader's message is
 // discarded as in OptimiseFromFile. On success `data` is replaced and
 // `*layout` (when given) becomes "marked" or "generic"; on failure `data` is
-// left as it was and `*layout` becomes empty.
+// left as it was and `*layout` becomes empty. `*diagnostic` (when given) is
+// filled with where and why reading stopped, or with the layout and the
+// samples read; the result is the same with or without it.
 std::string ReadCalibrationDataFile(const std::string& path, DataArray& data,
-                                    std::string* layout = nullptr);
+                                    std::string* layout = nullptr,
+                                    ReadDiagnostic* diagnostic = nullptr);
 
 }  // namespace tavric

@@ -15,6 +15,7 @@
 namespace tavric {
 
 struct RunReport;
+struct ReadDiagnostic;
 
 enum class ErrorCode : int {
   kInvalidOption = 1,     // a setting out of its documented range
@@ -35,18 +36,24 @@ const char* to_string(ErrorCode code) noexcept;
 
 class Error : public std::runtime_error {
  public:
-  Error(ErrorCode code, std::string text, std::shared_ptr<const RunReport> report = nullptr);
+  Error(ErrorCode code, std::string text, std::shared_ptr<const RunReport> report = nullptr,
+        std::shared_ptr<const ReadDiagnostic> diagnostic = nullptr);
 
   ErrorCode code() const noexcept { return code_; }
   const std::string& text() const noexcept { return text_; }
   // How the failed calibration run went (samples, stage, ...), when the
   // failure came from one; null otherwise.
   const RunReport* report() const noexcept { return report_.get(); }
+  // Where and why reading a file stopped, with a hint in plain words
+  // (tavric/ReadDiagnostic.h), when the failure came from a file; null
+  // otherwise.
+  const ReadDiagnostic* diagnostic() const noexcept { return diagnostic_.get(); }
 
  private:
   ErrorCode code_;
   std::string text_;
   std::shared_ptr<const RunReport> report_;
+  std::shared_ptr<const ReadDiagnostic> diagnostic_;
 };
 
 }  // namespace tavric

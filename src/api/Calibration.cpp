@@ -5,7 +5,9 @@
 #include "api/Bootstrap.h"
 #include "api/CalibrationState.h"
 #include "api/Options.h"
+#include "data/ReadExplain.h"
 #include "geometry/ClsVector.h"
+#include "interface/CalibrationFile.h"
 #include "interface/ProjectState.h"
 #include "polynomial/Polynome3Variables.h"
 #include "runtime/CheckedMath.h"
@@ -13,9 +15,58 @@
 #include "sphere/ClsSphere.h"
 #include "tavric/ClsProbeCalibration.h"
 #include "tavric/DataFile.h"
+#include "tavric/ReadDiagnostic.h"
 
 namespace tavric {
 namespace {
+
+// The most samples a calibration takes: its sample count is a 16-bit value.
+constexpr int kMaxCalibrationSamples = 32767;
+
+// What a file that holds no calibration seems to be.
+std::string WhatTheFileSeemsToBe(const std::string& file) {
+  DataArray data;
+  std::string layout;
+  if (ReadCalibrationDataFile(file, data, &layout) == "OK")
+    return "this is a data file of scans (" + layout +
+           " layout), not a calibration: calibrate it "
+           "first";
+  const std::string seems = ReadCalData::WhatTheFileSeemsToBe(file);
+  return seems.empty() ? "the file is neither a calibration nor a data file of scans" : seems;
+}
+
+// A count with thousands separators: 40000 as "40,000".
+std::string Thousands(int count) {
+  std::string digits = std::to_string(count);
+  for (auto i = static_cast<std::ptrdiff_t>(digits.size()) - 3; i > 0; i -= 3)
+    digits.insert(static_cast<std::size_t>(i), ",");
+  return digits;
+}
+
+// What usually makes the calibration of `samples` read from a file fail as
+// `e` did; empty when nothing more can be said.
+std::string CalibrationHint(const Error& e, int samples) {
+  if (samples > kMaxCalibrationSamples)
+    return "data files hold at most " + Thousands(kMaxCalibrationSamples) +
+           " samples; this one has " + Thousands(samples);
+  if (samples == 0) return "the file holds no samples";
+  const RunReport* report = e.report();
+  switch (e.code()) {
+    case ErrorCode::kSphereFitFailed:
+      return "the machine positions do not outline a sphere: fewer than four distinct positions, "
+             "or all of them in one plane";
+    case ErrorCode::kScanPathRejected:
+      if (report == nullptr) break;
+      return "a calibration needs at least three planes each scanned in both senses; this file "
+             "has " +
+             std::to_string(report->scans) + " scans in " + std::to_string(report->planes) +
+             " planes, " + std::to_string(report->bidirectional_planes) +
+             " of them scanned in both senses";
+    default:
+      break;
+  }
+  return {};
+}
 
 ErrorCode CodeOf(RunStage stage) {
   switch (stage) {
@@ -280,27 +331,46 @@ Calibration calibrate(std::span<const double> rows, const Options& options) {
 Calibration calibrate_file(const std::filesystem::path& path, const Options& options) {
   options.validate();
   DataArray data;
-  const std::string read = ReadCalibrationDataFile(path.string(), data);
+  auto diagnostic = std::make_shared<ReadDiagnostic>();
+  const std::string read = ReadCalibrationDataFile(path.string(), data, nullptr, diagnostic.get());
   if (read != "OK") {
     auto report = std::make_shared<RunReport>();
     report->result = read;
     report->failed_stage = RunStage::kReading;
-    throw Error(ErrorCode::kReadFailed, read, std::move(report));
+    throw Error(ErrorCode::kReadFailed, read, std::move(report), std::move(diagnostic));
   }
-  return Calibration(Run(data, options));
+  try {
+    return Calibration(Run(data, options));
+  } catch (const Error& e) {
+    // The same failure, told with the file it came from.
+    diagnostic->hint = CalibrationHint(e, diagnostic->samples);
+    const RunReport* report = e.report();
+    throw Error(e.code(), e.text(), report ? std::make_shared<RunReport>(*report) : nullptr,
+                std::move(diagnostic));
+  }
 }
 
 Calibration load(const std::filesystem::path& path) {
   std::shared_ptr<Calibration::State> state;
-  WithEngine([&](ProjectState& context, ClsProbeCalibration& cal) {
+  WithEngine([&](ProjectState& context, ClsProbeCalibration&) {
     const std::string file = path.string();
-    const std::string result = cal.LoadCalibrationFunctions(file);
-    if (result != "OK") throw Error(ErrorCode::kLoadFailed, result);
+    auto diagnostic = std::make_shared<ReadDiagnostic>();
+    std::string result;
+    {
+      fp::Boundary boundary;
+      result = LoadCalibrationFunctions(file, diagnostic.get());
+    }
+    if (result != "OK") throw Error(ErrorCode::kLoadFailed, result, nullptr, std::move(diagnostic));
     // Reading the polynomial section names the polynomial after the file.
-    if (Deref(context.polynomial).CalibrationFileName() != file)
+    if (Deref(context.polynomial).CalibrationFileName() != file) {
+      diagnostic->file = file;
+      diagnostic->layout = "calibration";
+      diagnostic->hint = WhatTheFileSeemsToBe(file);
       throw Error(
           ErrorCode::kNotACalibration,
-          "No calibration found in " + file + " (no \"POLYNOMIAL CALIBRATION PARAMETERS\" record)");
+          "No calibration found in " + file + " (no \"POLYNOMIAL CALIBRATION PARAMETERS\" record)",
+          nullptr, std::move(diagnostic));
+    }
     state = StateFrom(context, WarningThresholds{});
     state->report.uncertainty.note = "a calibration file does not hold the fit's uncertainty";
   });

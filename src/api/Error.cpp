@@ -32,7 +32,12 @@ const char* to_string(ErrorCode code) noexcept {
   return "unknown";
 }
 
-Error::Error(ErrorCode code, std::string text, std::shared_ptr<const RunReport> report)
-    : std::runtime_error(text), code_(code), text_(std::move(text)), report_(std::move(report)) {}
+Error::Error(ErrorCode code, std::string text, std::shared_ptr<const RunReport> report,
+             std::shared_ptr<const ReadDiagnostic> diagnostic)
+    : std::runtime_error(text),
+      code_(code),
+      text_(std::move(text)),
+      report_(std::move(report)),
+      diagnostic_(std::move(diagnostic)) {}
 
 }  // namespace tavric

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "data/ReadExplain.h"
 #include "runtime/Collections.h"
 #include "runtime/ErrorTrap.h"
 #include "runtime/Narrow.h"
@@ -94,12 +95,16 @@ bool IsNumberIn(const LocaleNumbers& numbers, std::string_view text) {
 // numbers with the decimal separator read once per file; the results are
 // those of reading each field as a string with InputField, LineInput, Split
 // and CDbl.
-std::string ReadMarkedFile(const std::string& file_name, Array2<double>& data) {
+std::string ReadMarkedFile(const std::string& file_name, Array2<double>& data,
+                           ReadDiagnostic* diagnostic) {
+  // Kept outside the trap so that a failure can say where reading stopped.
+  TextFile file;
+  std::string_view at;
+  Int32 count = 0;
+  bool found = false;
   try {
-    TextFile file(file_name, TextFile::Mode::kInput);
+    file.Open(file_name, TextFile::Mode::kInput);
     const LocaleNumbers numbers;
-    bool found = false;
-    Int32 count = 0;
     while (!file.Eof()) {
       std::string_view s1 = file.InputFieldView();
       if (IsMarker(s1, "DATA START")) {
@@ -112,34 +117,49 @@ std::string ReadMarkedFile(const std::string& file_name, Array2<double>& data) {
           for (std::size_t r = 1; r < 6; ++r) s[r] = file.InputFieldView();
           count = CheckedAdd<Int32>(count, 1);
           GrowTo(data, count);
-          for (Int32 r = 1; r <= 6; ++r)
-            data(r, count) = numbers.CDbl(s[static_cast<std::size_t>(r - 1)]);
+          for (Int32 r = 1; r <= 6; ++r) {
+            at = s[static_cast<std::size_t>(r - 1)];
+            data(r, count) = numbers.CDbl(at);
+          }
           s1 = file.InputFieldView();
         }
       }
     }
     file.Close();
+    if (diagnostic) diagnostic->samples = count;
     return found ? "OK" : "No Data identified.";
   } catch (...) {
-    return TrapText("File reading(1) error ", CurrentErrorInfo(), " : ");
+    const ErrorInfo error = CurrentErrorInfo();
+    std::string text = TrapText("File reading(1) error ", error, " : ");
+    if (diagnostic)
+      ExplainStop(*diagnostic, {"marked", text, error.number, file, at, count, found});
+    return text;
   }
 }
 
-std::string ReadGenericFile(const std::string& file_name, Array2<double>& data) {
+std::string ReadGenericFile(const std::string& file_name, Array2<double>& data,
+                            ReadDiagnostic* diagnostic) {
   std::string result;
+  // Kept outside the trap so that a failure can say where reading stopped.
+  TextFile file;
+  std::string_view at;
+  Int32 count = 0;
   try {
-    TextFile file(file_name, TextFile::Mode::kInput);
+    file.Open(file_name, TextFile::Mode::kInput);
     const LocaleNumbers numbers;
     bool found = false;
-    Int32 count = 0;
     while (!file.Eof()) {
       std::string line = file.LineInput();
       if (UCase(line).find("LOGGED PARAMETERS") != std::string::npos) {
-        line = file.LineInput();
+        at = file.LineInputView();
+        line = std::string(at);
         const Array1<std::string> header = Split(" ", line);
         // Returned without closing the file first; the file object closes
         // it when it goes out of scope.
-        if (!FieldsPresent(header)) return "Fields missing";
+        if (!FieldsPresent(header)) {
+          if (diagnostic) ExplainMissingFields(*diagnostic, file, at);
+          return "Fields missing";
+        }
         found = true;
         KeyedCollection column_of;
         for (Int32 i = 1; i <= header.UBound(); ++i) column_of.Add(header(i), i);
@@ -149,14 +169,17 @@ std::string ReadGenericFile(const std::string& file_name, Array2<double>& data) 
           columns[r] = static_cast<Int32>(column_of.Item(kKeys[r]));
         LineFields fields;
         for (;;) {
-          fields.Cut(file.LineInputView());
+          at = file.LineInputView();
+          fields.Cut(at);
           // Only a non-numeric line at the very end stops the data; any other
           // line is taken as data.
           if (!IsNumberIn(numbers, fields(1)) && file.Eof()) break;
           count = CheckedAdd<Int32>(count, 1);
           GrowTo(data, count);
-          for (Int32 r = 1; r <= 6; ++r)
-            data(r, count) = numbers.CDbl(fields(columns[static_cast<std::size_t>(r - 1)]));
+          for (Int32 r = 1; r <= 6; ++r) {
+            at = fields(columns[static_cast<std::size_t>(r - 1)]);
+            data(r, count) = numbers.CDbl(at);
+          }
         }
       } else {
         result = "Generic Start Key not found.";
@@ -166,9 +189,14 @@ std::string ReadGenericFile(const std::string& file_name, Array2<double>& data) 
     // The outcome is decided by whether a LOGGED PARAMETERS block was read,
     // whatever the scan noted on the lines before it.
     result = found ? "OK" : "No Data identified.";
+    if (diagnostic) diagnostic->samples = count;
     return result;
   } catch (...) {
-    return TrapText("File reading(Generic) error ", CurrentErrorInfo(), " : ");
+    const ErrorInfo error = CurrentErrorInfo();
+    std::string text = TrapText("File reading(Generic) error ", error, " : ");
+    if (diagnostic)
+      ExplainStop(*diagnostic, {"generic", text, error.number, file, at, count, true});
+    return text;
   }
 }
 

@@ -31,19 +31,24 @@
 #include <string>
 
 #include "tavric/BoundedArray.h"
+#include "tavric/ReadDiagnostic.h"
 
 namespace tavric::ReadCalData {
 
 // Reads the marked layout. Result "OK", "No Data identified." when the file
 // holds no DATA START record, or "File reading(1) error " + number + " : " +
-// description for any run-time error.
-std::string ReadMarkedFile(const std::string& file_name, Array2<double>& data);
+// description for any run-time error. A `diagnostic`, when given, is filled
+// with where and why reading stopped (or the samples read); the result is the
+// same with or without it.
+std::string ReadMarkedFile(const std::string& file_name, Array2<double>& data,
+                           ReadDiagnostic* diagnostic = nullptr);
 
 // Reads the generic layout. Result "OK", "No Data identified." when no line
 // holds LOGGED PARAMETERS, "Fields missing" when the header does not name the
 // six columns, or "File reading(Generic) error " + number + " : " +
-// description for any run-time error.
-std::string ReadGenericFile(const std::string& file_name, Array2<double>& data);
+// description for any run-time error. `diagnostic` as for ReadMarkedFile.
+std::string ReadGenericFile(const std::string& file_name, Array2<double>& data,
+                            ReadDiagnostic* diagnostic = nullptr);
 
 // Trims leading and trailing spaces from `line` (writing the trimmed text
 // back), then cuts it at every occurrence of `separator`: fields 1 To k, two

@@ -1,5 +1,8 @@
 #include "interface/CalibrationFile.h"
 
+#include <optional>
+
+#include "data/ReadExplain.h"
 #include "geometry/ClsVector.h"
 #include "interface/ProjectState.h"
 #include "polynomial/Polynome3Variables.h"
@@ -10,6 +13,8 @@
 
 namespace tavric {
 namespace {
+
+using ReadCalData::ExplainLoadStop;
 
 // The three banner records; readers skip them.
 constexpr const char* kBanner1 = "TAVRIC";
@@ -52,11 +57,15 @@ std::string SaveCalibrationFunctions(const std::string& file_name) {
   return result;
 }
 
-std::string LoadCalibrationFunctions(const std::string& file_name) {
+std::string LoadCalibrationFunctions(const std::string& file_name, ReadDiagnostic* diagnostic) {
   std::string result = "OK";
+  // Kept outside the trap so that a failure can say where reading stopped.
+  TextFile file;
+  int error = 0;
+  std::optional<TextFile::Place> stop;
   try {
     ProjectState& s = State();
-    TextFile file(file_name, TextFile::Mode::kInput);
+    file.Open(file_name, TextFile::Mode::kInput);
     do {
       const std::string item = UCase(file.InputField());
       if (item.find("SPHERE") != std::string::npos) {
@@ -81,13 +90,18 @@ std::string LoadCalibrationFunctions(const std::string& file_name) {
       if (item.find("POLYNOMIAL CALIBRATION PARAMETERS") != std::string::npos) {
         Polynome3Variables& poly = Deref(s.polynomial);
         result = poly.ReadFile(file);
+        if (result != "OK" && !stop) stop = file.Where({});
         poly.CalibrationFileName(file_name);
       }
     } while (!file.Eof());
     file.Close();
   } catch (...) {
-    result = TrapText("LoadCalibrationFunctions Error n°", CurrentErrorInfo(), " ");
+    const ErrorInfo info = CurrentErrorInfo();
+    error = info.number;
+    result = TrapText("LoadCalibrationFunctions Error n°", info, " ");
+    if (file.IsOpen()) stop = file.Where({});
   }
+  if (diagnostic && result != "OK") ExplainLoadStop(*diagnostic, file_name, error, stop);
   return result;
 }
 

@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <functional>
+#include <limits>
 #include <system_error>
 
 #include "runtime/NumberText.h"
@@ -104,6 +106,7 @@ void TextFile::Open(const std::string& path, Mode mode) {
     if (failed) Raise(err::kDeviceIO);
     content_ = std::move(content);
     pos_ = 0;
+    last_start_ = 0;
     at_record_start_ = true;
   } else {
     errno = 0;
@@ -200,6 +203,7 @@ std::string_view TextFile::InputFieldView() {
   } else {
     SkipBlanks();
   }
+  last_start_ = pos_;
   if (pos_ >= content_.size()) Raise(err::kInputPastEnd);
   const std::string_view content(content_);
   std::string_view field;
@@ -232,6 +236,7 @@ std::string TextFile::LineInput() { return std::string(LineInputView()); }
 
 std::string_view TextFile::LineInputView() {
   RequireMode(Mode::kInput);
+  last_start_ = pos_;
   if (pos_ >= content_.size()) Raise(err::kInputPastEnd);
   const std::size_t start = pos_;
   pos_ = LineEndFrom(start);
@@ -239,6 +244,28 @@ std::string_view TextFile::LineInputView() {
   SkipLineEnd();
   at_record_start_ = true;
   return line;
+}
+
+TextFile::Place TextFile::Where(std::string_view text) const {
+  const char* begin = content_.data();
+  std::size_t offset = last_start_;
+  const std::less_equal<const char*> before;
+  if (text.data() != nullptr && before(begin, text.data()) &&
+      before(text.data(), begin + content_.size()))
+    offset = static_cast<std::size_t>(text.data() - begin);
+  offset = std::min(offset, content_.size());
+  Place place;
+  std::size_t line_start = 0;
+  for (std::size_t i = 0; i < offset; ++i) {
+    if (content_[i] == '\n' ||
+        (content_[i] == '\r' && (i + 1 >= content_.size() || content_[i + 1] != '\n'))) {
+      if (place.line < std::numeric_limits<int>::max()) ++place.line;
+      line_start = i + 1;
+    }
+  }
+  place.column = static_cast<int>(std::min<std::size_t>(offset - line_start + 1, 1u << 30));
+  place.at_end = offset >= content_.size();
+  return place;
 }
 
 bool TextFile::Eof() const {

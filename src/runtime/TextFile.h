@@ -67,6 +67,17 @@ class TextFile {
   // buffer and the view is valid until the file is closed or reopened.
   std::string_view InputFieldView();
   std::string_view LineInputView();
+  // Where `text` starts in the file, when it is a view returned by the two
+  // functions above, else where the last field or line read (or tried)
+  // started: the line (line ends as for
+  // reading) and the column in bytes, both 1-based. For explaining a failure;
+  // it counts the lines from the start.
+  struct Place {
+    int line = 1;
+    int column = 1;
+    bool at_end = false;
+  };
+  Place Where(std::string_view text) const;
 
   // Writing (output mode).
   void WriteRecord(std::initializer_list<Item> items);
@@ -91,6 +102,7 @@ class TextFile {
   std::string content_;
   std::size_t pos_ = 0;
   bool at_record_start_ = true;
+  std::size_t last_start_ = 0;
   // Output state.
   std::FILE* out_ = nullptr;
 };
