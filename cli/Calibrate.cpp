@@ -13,6 +13,7 @@
 #include "FitOptions.h"
 #include "Results.h"
 #include "tavric/Calibration.h"
+#include "tavric/ReadDiagnostic.h"
 
 namespace tavric::cli {
 namespace {
@@ -38,6 +39,8 @@ struct Outcome {
   std::string failure;
   std::optional<ErrorCode> code;
   std::shared_ptr<const RunReport> failed_report;
+  // Where and why reading the data file stopped, or what it held.
+  std::shared_ptr<const ReadDiagnostic> diagnostic;
   // The save's failure text, when the fit succeeded but the file could not
   // be written.
   std::string save_failure;
@@ -61,7 +64,7 @@ bool SameFile(const std::string& a, const std::string& b) {
 }
 
 Outcome CalibrateOne(const std::string& data, const std::string& output, const Options& options) {
-  Outcome outcome{data, output, std::nullopt, {}, std::nullopt, nullptr, {}};
+  Outcome outcome{data, output, std::nullopt, {}, std::nullopt, nullptr, nullptr, {}};
   try {
     outcome.calibration = calibrate_file(data, options);
   } catch (const Error& e) {
@@ -69,6 +72,8 @@ Outcome CalibrateOne(const std::string& data, const std::string& output, const O
     outcome.code = e.code();
     outcome.failed_report =
         e.report() != nullptr ? std::make_shared<RunReport>(*e.report()) : nullptr;
+    outcome.diagnostic =
+        e.diagnostic() != nullptr ? std::make_shared<ReadDiagnostic>(*e.diagnostic()) : nullptr;
     return outcome;
   }
   try {
@@ -87,12 +92,17 @@ Json OutcomeJson(const Outcome& r, const Options& options) {
   if (r.calibration) {
     j["result"] = "OK";
     j["error_code"] = nullptr;
+    j["diagnostic"] = nullptr;
     Append(j, FitJson(*r.calibration));
   } else {
     j["result"] = r.failure;
     j["error_code"] = to_string(*r.code);
+    j["diagnostic"] = DiagnosticJson(r.diagnostic.get());
     const RunReport* report = r.failed_report.get();
-    j["samples"] = report != nullptr && report->samples > 0 ? Json(report->samples) : Json(nullptr);
+    const ReadDiagnostic* read = r.diagnostic.get();
+    j["samples"] = report != nullptr && report->samples > 0                  ? Json(report->samples)
+                   : read != nullptr && read->samples > 0 && read->line == 0 ? Json(read->samples)
+                                                                             : Json(nullptr);
     j["order"] = options.order;
     for (const char* key : {"fit_rms_um", "fit_min_um", "fit_max_um", "sphere", "iterations"})
       j[key] = nullptr;
@@ -113,7 +123,7 @@ int OutcomeStatus(const Outcome& r, bool strict) {
 
 int ReportOne(const Outcome& r, const CalibrateOptions& o, const Options& options) {
   if (o.json) PrintJson(OutcomeJson(r, options));
-  if (!r.calibration) return Fail(r.failure);
+  if (!r.calibration) return Fail(r.failure, r.diagnostic.get());
   if (!o.json) {
     PrintField("Result", "OK");
     PrintFit(*r.calibration);
@@ -199,7 +209,12 @@ int RunCalibrate(const CalibrateOptions& o) {
   }
   if (!o.json) PrintTable(outcomes);
   for (const Outcome& r : outcomes) {
-    if (!r.calibration) std::cerr << r.data << ": " << r.failure << '\n';
+    if (!r.calibration) {
+      std::cerr << r.data << ": " << r.failure << '\n';
+      if (r.diagnostic != nullptr)
+        for (const std::string& line : DiagnosticLines(*r.diagnostic))
+          std::cerr << "  " << line << '\n';
+    }
     if (!r.save_failure.empty()) std::cerr << r.data << ": " << r.save_failure << '\n';
   }
   return status;

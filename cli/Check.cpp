@@ -10,6 +10,8 @@
 #include "Results.h"
 #include "tavric/Calibration.h"
 #include "tavric/DataCheck.h"
+#include "tavric/DataFile.h"
+#include "tavric/ReadDiagnostic.h"
 
 namespace tavric::cli {
 namespace {
@@ -32,6 +34,7 @@ struct Fit {
   std::optional<Calibration> calibration;
   std::string failure;
   std::optional<ErrorCode> code;
+  std::shared_ptr<const ReadDiagnostic> diagnostic;
 };
 
 Fit RunFit(const std::string& data, const Options& options) {
@@ -41,18 +44,21 @@ Fit RunFit(const std::string& data, const Options& options) {
   } catch (const Error& e) {
     fit.failure = e.text();
     fit.code = e.code();
+    if (e.diagnostic() != nullptr)
+      fit.diagnostic = std::make_shared<ReadDiagnostic>(*e.diagnostic());
   }
   return fit;
 }
 
 Json CheckJson(const CheckOptions& o, const Options& options, const DataCheckReport& r,
-               const std::optional<Fit>& fit) {
+               const std::optional<Fit>& fit, const ReadDiagnostic* why) {
   const bool fitted = r.result == "OK" && r.sphere_result == "OK";
   Json j = JsonHead("check");
   j["input"] = o.data;
   j["output"] = nullptr;
   j["settings"] = FitOptions::SettingsJson(options);
   j["result"] = r.result;
+  j["diagnostic"] = DiagnosticJson(why);
   j["file"] = o.data;
   j["layout"] = r.layout.empty() ? Json(nullptr) : Json(r.layout);
   j["samples"] = r.result == "OK" ? Json(r.samples) : Json(nullptr);
@@ -76,7 +82,9 @@ Json CheckJson(const CheckOptions& o, const Options& options, const DataCheckRep
     j["fit"] = f;
     j["warnings"] = f["warnings"];
   } else if (fit) {
-    j["fit"] = {{"result", fit->failure}, {"error_code", to_string(*fit->code)}};
+    j["fit"] = {{"result", fit->failure},
+                {"error_code", to_string(*fit->code)},
+                {"diagnostic", DiagnosticJson(fit->diagnostic.get())}};
     j["warnings"] = Json::array();
   } else {
     j["fit"] = nullptr;
@@ -108,17 +116,25 @@ int RunCheck(const CheckOptions& o) {
   // The calibration runs whenever the data could be read, so that check
   // refuses exactly what calibrate refuses.
   std::optional<Fit> fit;
-  if (r.result == "OK") fit = RunFit(o.data, options);
+  // Why the file could not be read (read again, only when it failed).
+  std::optional<ReadDiagnostic> why;
+  if (r.result == "OK") {
+    fit = RunFit(o.data, options);
+  } else {
+    DataArray data;
+    why.emplace();
+    ReadCalibrationDataFile(o.data, data, nullptr, &*why);
+  }
 
-  if (o.json) PrintJson(CheckJson(o, options, r, fit));
-  if (r.result != "OK") return Fail(r.result);
+  if (o.json) PrintJson(CheckJson(o, options, r, fit, why ? &*why : nullptr));
+  if (r.result != "OK") return Fail(r.result, why ? &*why : nullptr);
   if (!o.json) {
     PrintCheck(o, r);
     if (r.sphere_result == "OK") {
       PrintField("Accepted", !r.accepted ? kNotAccepted : fit->calibration ? "yes" : "no");
     }
   }
-  if (!fit->calibration) return Fail(fit->failure);
+  if (!fit->calibration) return Fail(fit->failure, fit->diagnostic.get());
   if (!o.json) {
     const Calibration& cal = *fit->calibration;
     PrintField("Fit", "OK, order " + std::to_string(cal.order()) + ", FitRMS " +

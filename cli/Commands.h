@@ -15,6 +15,11 @@
 #include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
+
+namespace tavric {
+struct ReadDiagnostic;
+}
 
 namespace tavric::cli {
 
@@ -43,18 +48,19 @@ Command AddSimulate(CLI::App& app);
 std::string ToolVersion();
 
 // Writes a failure text of the library on standard error, unchanged and
-// alone on its line (followed by a hint line when DataFileHint has one), and
-// returns kExitFailure.
-int Fail(const std::string& text);
+// alone on its line, followed by the lines of DiagnosticLines when the
+// failure came with a diagnostic, and returns kExitFailure.
+int Fail(const std::string& text, const ReadDiagnostic* diagnostic = nullptr);
 
 // The JSON object of a failed run of `command` (show, transform, verify,
 // simulate): the head of its objects, its input and output, and the failure
-// text as "result".
+// text as "result", and the diagnostic (DiagnosticJson) as "diagnostic".
 Json FailureJson(const char* command, const Json& input, const Json& output,
-                 const std::string& text);
-// Fail(text), after printing FailureJson(...) when the run was asked for JSON.
+                 const std::string& text, const ReadDiagnostic* diagnostic = nullptr);
+// Fail(text, diagnostic), after printing FailureJson(...) when the run was
+// asked for JSON.
 int Fail(const std::string& text, bool json, const char* command, const Json& input,
-         const Json& output);
+         const Json& output, const ReadDiagnostic* diagnostic = nullptr);
 
 // Adds --decimal-comma to a subcommand that reads data files. The tool never
 // changes the process locale, so data numbers are read with a period unless
@@ -62,10 +68,14 @@ int Fail(const std::string& text, bool json, const char* command, const Json& in
 // library's locale-aware conversions (data files, and the progress display).
 void AddDecimalCommaOption(CLI::App& command);
 
-// A hint line for a failure text of the data readers ("hint: ..."), or an
-// empty text when there is none: a type or subscript error of the generic
-// layout usually comes from lines after the file's closing line.
-std::string DataFileHint(const std::string& failure);
+// The lines that explain a failure to read a file, printed under the
+// library's text: "file: NAME, line L, column C: found "TEXT"" (or the
+// layout and samples read when reading succeeded and a later step failed),
+// "tried: LAYOUT: TEXT; ..." and "hint: ...".
+std::vector<std::string> DiagnosticLines(const ReadDiagnostic& diagnostic);
+
+// The "diagnostic" member of a JSON failure object: null without one.
+Json DiagnosticJson(const ReadDiagnostic* diagnostic);
 
 // printf-style formatting of one number (e.g. Format("%.4f", x)).
 std::string Format(const char* format, double value);

@@ -1,10 +1,11 @@
-// What the subcommands that read data files share: the --decimal-comma
-// option and the hint printed under a reading failure of the generic layout.
+// What the subcommands that read files share: the --decimal-comma option and
+// the lines that explain a reading failure under the library's text.
+#include <iostream>
 #include <string>
-#include <string_view>
 
 #include "Commands.h"
 #include "tavric/DecimalSeparator.h"
+#include "tavric/ReadDiagnostic.h"
 
 namespace tavric::cli {
 
@@ -15,19 +16,42 @@ void AddDecimalCommaOption(CLI::App& command) {
       "a period is then not a decimal point");
 }
 
-std::string DataFileHint(const std::string& failure) {
-  constexpr std::string_view kGeneric = "File reading(Generic) error ";
-  const std::string_view text(failure);
-  if (!text.starts_with(kGeneric)) return {};
-  const std::string_view number = text.substr(kGeneric.size());
-  const std::string lines =
-      "hint: in the generic layout every line after the header is data except the file's last "
-      "line; a footer or blank line followed by another line (a trailing blank line too) is "
-      "read as data";
-  if (number.starts_with("9 ")) return lines;
-  if (number.starts_with("13 "))
-    return lines + "; numbers with a decimal comma need --decimal-comma";
-  return {};
+std::vector<std::string> DiagnosticLines(const ReadDiagnostic& d) {
+  std::vector<std::string> lines;
+  std::string where = "file: " + d.file;
+  if (d.line > 0) {
+    where += d.at_end_of_file
+                 ? ", at the end (line " + std::to_string(d.line) + ")"
+                 : ", line " + std::to_string(d.line) + ", column " + std::to_string(d.column);
+    if (!d.at_end_of_file) where += ": found \"" + d.found + "\"";
+  } else if (!d.layout.empty() && d.samples >= 0) {
+    where += " (" + d.layout + " layout, " + std::to_string(d.samples) +
+             (d.samples == 1 ? " sample)" : " samples)");
+  }
+  lines.push_back(where);
+  if (!d.tried.empty()) {
+    std::string tried = "tried: ";
+    for (std::size_t i = 0; i < d.tried.size(); ++i) tried += (i == 0 ? "" : "; ") + d.tried[i];
+    lines.push_back(tried);
+  }
+  if (!d.hint.empty()) lines.push_back("hint: " + d.hint);
+  return lines;
+}
+
+Json DiagnosticJson(const ReadDiagnostic* d) {
+  if (d == nullptr) return nullptr;
+  const auto text = [](const std::string& s) { return s.empty() ? Json(nullptr) : Json(s); };
+  Json j;
+  j["file"] = d->file;
+  j["line"] = d->line > 0 ? Json(d->line) : Json(nullptr);
+  j["column"] = d->line > 0 ? Json(d->column) : Json(nullptr);
+  j["found"] = d->line > 0 && !d->at_end_of_file ? Json(d->found) : Json(nullptr);
+  j["at_end_of_file"] = d->at_end_of_file;
+  j["layout"] = text(d->layout);
+  j["tried"] = d->tried;
+  j["samples"] = d->samples >= 0 ? Json(d->samples) : Json(nullptr);
+  j["hint"] = text(d->hint);
+  return j;
 }
 
 }  // namespace tavric::cli

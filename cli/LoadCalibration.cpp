@@ -2,7 +2,6 @@
 
 #include <iostream>
 
-#include "tavric/DataFile.h"
 #include "tavric/DecimalSeparator.h"
 
 namespace tavric::cli {
@@ -18,15 +17,7 @@ std::optional<Calibration> LoadOrExplain(const std::string& path, bool json, con
   try {
     return load(path);
   } catch (const Error& e) {
-    if (json) PrintJson(FailureJson(command, input, nullptr, e.text()));
-    std::cerr << e.text() << '\n';
-    if (e.code() == ErrorCode::kNotACalibration) {
-      DataArray data;
-      std::string layout;
-      if (ReadCalibrationDataFile(path, data, &layout) == "OK")
-        std::cerr << "hint: " << path << " is a calibration data file (" << layout
-                  << " layout); calibrate it first with: tavric calibrate " << path << '\n';
-    }
+    Fail(e.text(), json, command, input, nullptr, e.diagnostic());
     return std::nullopt;
   }
 }

@@ -10,26 +10,27 @@ namespace tavric::cli {
 // is removed or changes its meaning.
 constexpr int kJsonSchema = 1;
 
-int Fail(const std::string& text) {
+int Fail(const std::string& text, const ReadDiagnostic* diagnostic) {
   std::cerr << text << '\n';
-  const std::string hint = DataFileHint(text);
-  if (!hint.empty()) std::cerr << hint << '\n';
+  if (diagnostic != nullptr)
+    for (const std::string& line : DiagnosticLines(*diagnostic)) std::cerr << line << '\n';
   return kExitFailure;
 }
 
 Json FailureJson(const char* command, const Json& input, const Json& output,
-                 const std::string& text) {
+                 const std::string& text, const ReadDiagnostic* diagnostic) {
   Json j = JsonHead(command);
   j["input"] = input;
   j["output"] = output;
   j["result"] = text;
+  j["diagnostic"] = DiagnosticJson(diagnostic);
   return j;
 }
 
 int Fail(const std::string& text, bool json, const char* command, const Json& input,
-         const Json& output) {
-  if (json) PrintJson(FailureJson(command, input, output, text));
-  return Fail(text);
+         const Json& output, const ReadDiagnostic* diagnostic) {
+  if (json) PrintJson(FailureJson(command, input, output, text, diagnostic));
+  return Fail(text, diagnostic);
 }
 
 std::string Format(const char* format, double value) {

@@ -1,7 +1,6 @@
 // tavric transform: converts probe readings with a saved calibration into
 // the probe's physical deflection (the polynomial without its constant term
 // at the readings minus the probe offsets).
-#include <charconv>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -10,6 +9,7 @@
 
 #include "Commands.h"
 #include "LoadCalibration.h"
+#include "Readings.h"
 #include "tavric/DataFile.h"
 
 namespace tavric::cli {
@@ -23,45 +23,6 @@ struct TransformOptions {
   bool json = false;
 };
 
-std::string_view TrimBlanks(std::string_view text) {
-  const auto first = text.find_first_not_of(" \t\r");
-  if (first == std::string_view::npos) return {};
-  const auto last = text.find_last_not_of(" \t\r");
-  return text.substr(first, last - first + 1);
-}
-
-// "P,Q,R" (blanks around the numbers allowed, numbers with a period).
-std::optional<Triple> ParseReading(std::string_view line) {
-  Triple values{};
-  for (std::size_t i = 0; i < 3; ++i) {
-    const auto comma = line.find(',');
-    if ((comma == std::string_view::npos) != (i == 2)) return std::nullopt;
-    const std::string_view field = TrimBlanks(line.substr(0, comma));
-    const char* end = field.data() + field.size();
-    const auto [ptr, ec] = std::from_chars(field.data(), end, values[i]);
-    if (field.empty() || ec != std::errc() || ptr != end) return std::nullopt;
-    if (comma != std::string_view::npos) line.remove_prefix(comma + 1);
-  }
-  return values;
-}
-
-// Reads "P,Q,R" lines; blank lines and lines starting with # are skipped.
-// Returns an error message, or an empty text when every line was read.
-std::string ReadReadings(std::istream& in, const std::string& name, std::vector<Triple>& out) {
-  std::string line;
-  for (int number = 1; std::getline(in, line); ++number) {
-    const std::string_view text = TrimBlanks(line);
-    if (text.empty() || text.front() == '#') continue;
-    const std::optional<Triple> reading = ParseReading(text);
-    if (!reading) {
-      return name + ":" + std::to_string(number) + ": expected P,Q,R but read \"" +
-             std::string(text) + "\"";
-    }
-    out.push_back(*reading);
-  }
-  return {};
-}
-
 // The "input" of the JSON objects: the data file or the file of readings
 // (none for a reading on the command line).
 Json Input(const TransformOptions& o) {
@@ -69,8 +30,9 @@ Json Input(const TransformOptions& o) {
   return o.input.empty() ? Json(nullptr) : Json(o.input);
 }
 
-int Failure(const TransformOptions& o, const std::string& text) {
-  return Fail(text, o.json, "transform", Input(o), nullptr);
+int Failure(const TransformOptions& o, const std::string& text,
+            const ReadDiagnostic* diagnostic = nullptr) {
+  return Fail(text, o.json, "transform", Input(o), nullptr, diagnostic);
 }
 
 void PrintLine(const Triple& v) {
@@ -116,8 +78,9 @@ int TransformReadings(const TransformOptions& o, const Calibration& cal) {
 int TransformData(const TransformOptions& o, const Calibration& cal) {
   DataArray data;
   std::string layout;
-  const std::string read = ReadCalibrationDataFile(o.data, data, &layout);
-  if (read != "OK") return Failure(o, read);
+  ReadDiagnostic diagnostic;
+  const std::string read = ReadCalibrationDataFile(o.data, data, &layout, &diagnostic);
+  if (read != "OK") return Failure(o, read, &diagnostic);
 
   const std::int32_t first = data.LBound(2);
   const std::int32_t last = data.UBound(2);

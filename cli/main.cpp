@@ -45,7 +45,7 @@ int main(int argc, char** argv) {
       if (command.subcommand->parsed()) return command.run();
     }
   } catch (const tavric::Error& e) {
-    std::cerr << e.text() << '\n';
+    Fail(e.text(), e.diagnostic());
     return e.code() == tavric::ErrorCode::kInvalidOption ? kExitUsage : kExitFailure;
   } catch (const tavric::RuntimeError& e) {
     return Fail("Error " + std::to_string(e.Number()) + " : " + e.Description());

@@ -42,11 +42,17 @@ inline std::string ShellQuote(const std::string& text) {
   return quoted + "'";
 }
 
-// Runs `tavric args...`; `input`, when not empty, is the file given as
-// standard input (otherwise /dev/null).
-inline CliResult RunCli(const std::vector<std::string>& args, const std::string& input = {}) {
+// The status of a run that RunCliWithin stopped (that of coreutils' timeout).
+inline constexpr int kTimedOut = 124;
+
+// Runs `tavric args...`, stopped after `seconds` when given (status
+// kTimedOut); `input`, when not empty, is the file given as standard input
+// (otherwise /dev/null).
+inline CliResult RunCliWithin(int seconds, const std::vector<std::string>& args,
+                              const std::string& input = {}) {
   TempDir dir;
-  std::string command = ShellQuote(TAVRIC_CLI_PATH);
+  std::string command = seconds > 0 ? "timeout -k 1 " + std::to_string(seconds) + " " : "";
+  command += ShellQuote(TAVRIC_CLI_PATH);
   for (const std::string& a : args) command += " " + ShellQuote(a);
   command += " < " + ShellQuote(input.empty() ? "/dev/null" : input);
   command += " > " + ShellQuote(dir.File("out")) + " 2> " + ShellQuote(dir.File("err"));
@@ -58,6 +64,10 @@ inline CliResult RunCli(const std::vector<std::string>& args, const std::string&
   return r;
 }
 
+inline CliResult RunCli(const std::vector<std::string>& args, const std::string& input = {}) {
+  return RunCliWithin(0, args, input);
+}
+
 // The standard output of a run parsed as JSON (a parse error fails the test).
 inline nlohmann::json Json(const CliResult& r) {
   try {
@@ -67,6 +77,10 @@ inline nlohmann::json Json(const CliResult& r) {
     return {};
   }
 }
+
+// The first line of a text, without its line end: the library's failure text
+// on standard error, above the lines that explain it.
+inline std::string FirstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
 
 inline bool Contains(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
