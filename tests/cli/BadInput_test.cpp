@@ -428,6 +428,53 @@ INSTANTIATE_TEST_SUITE_P(Files, BadInput, ::testing::ValuesIn(Table()),
                            return std::string(param.param.name);
                          });
 
+TEST(BadInputJson, TheFailureObjectCarriesWhereAndWhyReadingStopped) {
+  TempDir dir;
+  const std::string file = dir.File("typo.txt");
+  testing::WriteFileBytes(file, WithLine(MarkedExample(), 1501, "1,2,x3,4,5,6"));
+  const auto r = testing::RunCli({"calibrate", file, "-o", dir.File("out.cal"), "--json"});
+  EXPECT_EQ(r.status, 1);
+  const nlohmann::json j = testing::Json(r);
+  EXPECT_EQ(j["result"], kNoData);
+  const nlohmann::json& d = j["diagnostic"];
+  EXPECT_EQ(d["file"], file);
+  EXPECT_EQ(d["line"], 1501);
+  EXPECT_EQ(d["column"], 5);
+  EXPECT_EQ(d["found"], "x3");
+  EXPECT_EQ(d["at_end_of_file"], false);
+  EXPECT_EQ(d["layout"], "marked");
+  EXPECT_EQ(d["tried"], nlohmann::json::array({"marked: File reading(1) error 13 : Type mismatch",
+                                               "generic: No Data identified."}));
+  EXPECT_EQ(d["samples"], 1499);
+  EXPECT_TRUE(d["hint"].is_string());
+}
+
+TEST(BadInputJson, TooManySamplesGiveTheirCountAndAHint) {
+  TempDir dir;
+  const std::string file = dir.File("many.txt");
+  testing::WriteFileBytes(file, Marked(Repeat("1,2,3,150,-80,52.5\r\n", 40000)));
+  const auto r = testing::RunCli({"calibrate", file, "-o", dir.File("out.cal"), "--json"});
+  EXPECT_EQ(r.status, 1);
+  const nlohmann::json j = testing::Json(r);
+  EXPECT_EQ(j["result"], "Optimise Error 6 : Overflow");
+  EXPECT_EQ(j["samples"], 40000);
+  EXPECT_EQ(j["diagnostic"]["line"], nullptr);
+  EXPECT_EQ(j["diagnostic"]["found"], nullptr);
+  EXPECT_EQ(j["diagnostic"]["layout"], "marked");
+  EXPECT_EQ(j["diagnostic"]["hint"], "data files hold at most 32,767 samples; this one has 40,000");
+}
+
+TEST(BadInputJson, AFailureThatReadNoFileHasANullDiagnostic) {
+  TempDir dir;
+  const auto r = testing::RunCli(
+      {"simulate", "-o", dir.File("no/such/folder/scan.txt"), "--samples", "600", "--json"});
+  EXPECT_EQ(r.status, 1);
+  const nlohmann::json j = testing::Json(r);
+  EXPECT_NE(j["result"], "OK");
+  ASSERT_TRUE(j.contains("diagnostic"));
+  EXPECT_TRUE(j["diagnostic"].is_null());
+}
+
 TEST(BadInputTable, HoldsAtLeastSixtyFiles) { EXPECT_GE(Table().size(), 60u); }
 
 }  // namespace
