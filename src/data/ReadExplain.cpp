@@ -249,6 +249,7 @@ void ExplainLoadStop(ReadDiagnostic& diagnostic, const std::string& path, int er
       d.line = place->line;
       d.column = place->column;
       d.at_end_of_file = place->at_end;
+      d.found = Printable(place->field);
     }
     d.hint = FileHint(error);
     if (d.hint.empty()) d.hint = EncodingHint(path);

@@ -35,9 +35,8 @@ void ExplainStop(ReadDiagnostic& diagnostic, const ReaderStop& stop);
 void ExplainMissingFields(ReadDiagnostic& diagnostic, const TextFile& file,
                           std::string_view header);
 
-// The calibration-file reader stopped: with run-time error `error` (0 when
-// the polynomial section returned its own failure), at `place` when the file
-// was open.
+// The calibration-file reader stopped with run-time error `error` (0 when
+// not known), at `place` when the file was open.
 void ExplainLoadStop(ReadDiagnostic& diagnostic, const std::string& path, int error,
                      const std::optional<TextFile::Place>& place);
 

@@ -1,5 +1,6 @@
 #include "interface/CalibrationFile.h"
 
+#include <cstdlib>
 #include <optional>
 
 #include "data/ReadExplain.h"
@@ -15,6 +16,13 @@ namespace tavric {
 namespace {
 
 using ReadCalData::ExplainLoadStop;
+
+// The run-time error number of a trap's text "... Error n°<number> ...".
+int ErrorNumberOf(const std::string& text) {
+  const std::string mark = "n\u00b0";
+  const std::size_t at = text.find(mark);
+  return at == std::string::npos ? 0 : std::atoi(text.c_str() + at + mark.size());
+}
 
 // The three banner records; readers skip them.
 constexpr const char* kBanner1 = "TAVRIC";
@@ -90,7 +98,10 @@ std::string LoadCalibrationFunctions(const std::string& file_name, ReadDiagnosti
       if (item.find("POLYNOMIAL CALIBRATION PARAMETERS") != std::string::npos) {
         Polynome3Variables& poly = Deref(s.polynomial);
         result = poly.ReadFile(file);
-        if (result != "OK" && !stop) stop = file.Where({});
+        if (result != "OK" && !stop) {
+          stop = file.Where({});
+          error = ErrorNumberOf(result);
+        }
         poly.CalibrationFileName(file_name);
       }
     } while (!file.Eof());

@@ -265,6 +265,8 @@ TextFile::Place TextFile::Where(std::string_view text) const {
   }
   place.column = static_cast<int>(std::min<std::size_t>(offset - line_start + 1, 1u << 30));
   place.at_end = offset >= content_.size();
+  const std::string_view rest = std::string_view(content_).substr(offset);
+  place.field = rest.substr(0, rest.find_first_of(",\r\n"));
   return place;
 }
 

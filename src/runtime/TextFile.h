@@ -76,6 +76,8 @@ class TextFile {
     int line = 1;
     int column = 1;
     bool at_end = false;
+    // The text from there to the next comma or line end.
+    std::string_view field;
   };
   Place Where(std::string_view text) const;
 

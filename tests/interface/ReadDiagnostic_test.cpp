@@ -192,6 +192,7 @@ TEST(TextFileWhere, CountsLinesWithEveryLineEndAndColumnsInBytes) {
   EXPECT_EQ(place.line, 4);
   EXPECT_EQ(place.column, 4);
   EXPECT_FALSE(place.at_end);
+  EXPECT_EQ(place.field, "ee");
   EXPECT_THROW(text.InputFieldView(), RuntimeError);
   EXPECT_TRUE(text.Where({}).at_end);
 }
