@@ -32,7 +32,9 @@ def test_a_file_in_neither_layout_fails_with_the_tools_text(tmp_path, cli):
     path.write_text("a note, not a scan\n1 2 3\n")
     tool = cli("calibrate", path, "-o", tmp_path / "x.cal", check=False)
     assert tool.returncode == 1
-    assert fails(tavric.calibrate, path).text == tool.stderr.strip() == "No Data identified."
+    # The failure text alone on the first line; the tool explains it below.
+    first_line = tool.stderr.splitlines()[0]
+    assert fails(tavric.calibrate, path).text == first_line == "No Data identified."
 
 
 def test_one_plane_is_rejected_with_the_tools_text(tmp_path, cli):
@@ -41,7 +43,7 @@ def test_one_plane_is_rejected_with_the_tools_text(tmp_path, cli):
     tavric.write_data(path, data)
     tool = cli("calibrate", path, "-o", tmp_path / "x.cal", check=False)
     expected = "Bi-directionnal scans detection error."
-    assert tool.stderr.strip() == expected
+    assert tool.stderr.splitlines()[0] == expected
     for source in (data, path):
         error = fails(tavric.calibrate, source)
         assert error.text == expected
