@@ -50,8 +50,7 @@ int RunVerify(const VerifyOptions& o) {
     DataArray data;
     const std::string read = ReadCalibrationDataFile(o.data, data);
     if (read != "OK") return Fail(read, o.json, "verify", o.calibration, nullptr);
-    for (std::int32_t k = data.LBound(2); k <= data.UBound(2); ++k)
-      samples.push_back({data(1, k), data(2, k), data(3, k), data(4, k), data(5, k), data(6, k)});
+    samples = samples_of(data);
   }
   const VerificationReport v = verify(*cal, truth, samples, o.reach);
 
