@@ -121,6 +121,15 @@ struct ReportContent {
 
   // panel-warnings.
   std::vector<ReportWarning> warnings;
+
+  // Notes in words, e.g. that a calibration read from a file keeps no
+  // optimiser history, uncertainty or warnings. The warnings and the
+  // identifiability notes are shown under their panel's content (the
+  // warnings note in place of "No warnings." when there are none); the
+  // convergence note in place of "No iterations given." when there are none.
+  std::string warnings_note;
+  std::string convergence_note;
+  std::string identifiability_note;
 };
 
 // The page as HTML text (UTF-8). Raises RuntimeError 5 "Invalid procedure
