@@ -123,10 +123,10 @@ struct ReportContent {
   std::vector<ReportWarning> warnings;
 
   // Notes in words, e.g. that a calibration read from a file keeps no
-  // optimiser history, uncertainty or warnings. The warnings and the
-  // identifiability notes are shown under their panel's content (the
-  // warnings note in place of "No warnings." when there are none); the
-  // convergence note in place of "No iterations given." when there are none.
+  // optimiser history, uncertainty or warnings. Each is shown in its panel
+  // in place of the default text of a panel with nothing to show ("No
+  // warnings.", "No iterations given.", ...); the warnings and the
+  // identifiability notes are also shown under their panel's content.
   std::string warnings_note;
   std::string convergence_note;
   std::string identifiability_note;

@@ -155,9 +155,11 @@ void AddFit(ReportContent& c, const Calibration& cal, const ReportFacts& facts) 
   // The sphere with its standard and expanded uncertainties.
   const FitUncertainty& u = cal.uncertainty();
   const bool held = cal.run_report().radius_held;
-  ReportTable sphere{"Sphere (mm); uncertainties in " + std::string(kMicro),
-                     {"", "value", "u (k = 1)", "U (k = 2)"},
-                     {}};
+  ReportTable sphere{"Sphere (mm)", {"", "value"}, {}};
+  if (u.available) {
+    sphere.caption += "; uncertainties in " + std::string(kMicro);
+    sphere.columns.insert(sphere.columns.end(), {"u (k = 1)", "U (k = 2)"});
+  }
   const auto row = [&](const char* name, double value, std::optional<double> standard) {
     if (!u.available || !standard) {
       sphere.rows.push_back({name, Fixed(value, 6)});

@@ -213,8 +213,12 @@ std::string IdentifiabilityBody(const ReportContent& c) {
     out += report::ListHtml(c.weakest_directions);
   }
   for (const ReportTable& t : c.identifiability_tables) out += report::TableHtml(t);
-  if (!c.identifiability_note.empty()) out += ParagraphHtml(c.identifiability_note);
-  if (out.empty()) out = Empty("No identifiability analysis given.");
+  if (out.empty()) {
+    out = Empty(c.identifiability_note.empty() ? "No identifiability analysis given."
+                                               : c.identifiability_note);
+  } else if (!c.identifiability_note.empty()) {
+    out += ParagraphHtml(c.identifiability_note);
+  }
   if (!c.warnings.empty())
     out += ParagraphHtml("The warnings are listed at the top of the report.");
   return out;
