@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <limits>
 #include <numbers>
 #include <optional>
 
@@ -206,9 +207,18 @@ void AddUncertaintyMap(ReportContent& c, const Calibration& cal) {
     const Vec3 readings = {o[0] + Dot((*inverse)[0], deflection),
                            o[1] + Dot((*inverse)[1], deflection),
                            o[2] + Dot((*inverse)[2], deflection)};
-    const std::array<Vec3, 3> cov = cal.deflection_covariance(readings);
-    const double total = std::sqrt(std::max(0.0, cov[0][0] + cov[1][1] + cov[2][2]));
-    if (!std::isfinite(total)) return;  // no map rather than a broken one
+    // No map rather than a broken one.
+    double trace = std::numeric_limits<double>::quiet_NaN();
+    try {
+      const std::array<Vec3, 3> cov = cal.deflection_covariance(readings);
+      trace = cov[0][0] + cov[1][1] + cov[2][2];
+    } catch (const Error&) {
+    }
+    if (!std::isfinite(trace)) {
+      c.uncertainty = {};
+      return;
+    }
+    const double total = std::sqrt(std::max(0.0, trace));
     c.uncertainty.directions.push_back(d);
     c.uncertainty.values.push_back(total * 1000.0);
   }

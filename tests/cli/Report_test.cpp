@@ -6,6 +6,7 @@
 #include <string>
 
 #include "CliRun.h"
+#include "report/Svg.h"
 
 namespace tavric {
 namespace {
@@ -23,33 +24,6 @@ std::string Printf(const char* format, double value) {
   char buffer[64];
   std::snprintf(buffer, sizeof buffer, format, value);
   return buffer;
-}
-
-// A text as the page writes it.
-std::string Escaped(const std::string& text) {
-  std::string out;
-  for (const char c : text) {
-    switch (c) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      case '\'':
-        out += "&#39;";
-        break;
-      default:
-        out += c;
-    }
-  }
-  return out;
 }
 
 // A labelled value of the page's fields tables, as a reader sees it.
@@ -131,7 +105,8 @@ TEST_F(ReportCommand, TheFitsNumbersAreThoseOfCalibrateJson) {
     }
   }
   for (const auto& w : u["weakest"])
-    EXPECT_TRUE(Contains(page_, "<li>" + Escaped(w["description"].get<std::string>()) + "</li>"));
+    EXPECT_TRUE(
+        Contains(page_, "<li>" + report::EscapeXml(w["description"].get<std::string>()) + "</li>"));
 }
 
 TEST_F(ReportCommand, TheFirstOrderMatrixIsThatOfShowJson) {
@@ -186,8 +161,9 @@ TEST(ReportCommandFiles, ShowsEveryWarningOfCalibrateJson) {
   EXPECT_TRUE(Contains(r.out, "Warnings      : " + std::to_string(j["warnings"].size()) + "\n"));
   const std::string page = ReadFileBytes(dir.File("s.html"));
   for (const auto& w : j["warnings"])
-    EXPECT_TRUE(Contains(page, "<li><code>" + Escaped(w["code"].get<std::string>()) + "</code> " +
-                                   Escaped(w["text"].get<std::string>()) + "</li>"))
+    EXPECT_TRUE(Contains(page, "<li><code>" + report::EscapeXml(w["code"].get<std::string>()) +
+                                   "</code> " + report::EscapeXml(w["text"].get<std::string>()) +
+                                   "</li>"))
         << w["code"];
 }
 
