@@ -3,6 +3,7 @@
 // a page follows).
 #include <filesystem>
 #include <map>
+#include <set>
 
 #include "CliRun.h"
 #include "DocSessions.h"
@@ -139,6 +140,34 @@ TEST(DocumentedSessions, EveryCommandShownInTheDocsPrintsWhatThePageShows) {
   // The README's tour is a set of sessions: finding none there means the
   // pages and the extraction no longer agree.
   EXPECT_GT(compared["README.md"], 0) << "no session found in README.md";
+}
+
+// The C++ programs the README shows are the example programs of
+// examples/cpp/, which the build compiles and ctest runs (examples.*): each
+// block holds one of those files whole.
+TEST(DocumentedPrograms, EveryCppBlockOfTheReadmeIsABuiltExampleProgram) {
+  std::map<std::string, std::string> programs;  // content -> file name
+  for (const auto& entry :
+       std::filesystem::directory_iterator(testing::SourceFile("examples/cpp"))) {
+    if (entry.path().extension() == ".cpp")
+      programs[ReadFileBytes(entry.path().string())] = entry.path().filename().string();
+  }
+  const std::string readme = ReadFileBytes(testing::SourceFile("README.md"));
+  std::set<std::string> shown;
+  const std::string open = "```cpp\n";
+  for (auto start = readme.find(open); start != std::string::npos;
+       start = readme.find(open, start)) {
+    start += open.size();
+    const auto end = readme.find("```\n", start);
+    ASSERT_NE(end, std::string::npos) << "unterminated cpp block in README.md";
+    const std::string block = readme.substr(start, end - start);
+    const auto found = programs.find(block);
+    EXPECT_NE(found, programs.end()) << "README.md shows a C++ block that is no file of "
+                                        "examples/cpp/ (copy it there or mend it):\n"
+                                     << block;
+    if (found != programs.end()) shown.insert(found->second);
+  }
+  EXPECT_EQ(shown.size(), programs.size()) << "an example program of examples/cpp/ is not shown";
 }
 
 }  // namespace
