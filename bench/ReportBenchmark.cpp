@@ -1,14 +1,18 @@
-// Time to render the report page (RenderReportPage, in memory) and to write
-// it (WriteReportPage) for 4,000 and 32,767 simulated samples, and the
-// page's size.
+// Time to gather a calibration's report content (CalibrationReportContent:
+// residual directions, scans, the uncertainty map), to render the report
+// page (RenderReportPage, in memory) and to write it (WriteReportPage) for
+// 4,000 and 32,767 simulated samples, and the page's size.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
 #include <filesystem>
 #include <map>
 #include <string>
+#include <vector>
 
+#include "BenchData.h"
 #include "DemoReport.h"
+#include "tavric/CalibrationReport.h"
 #include "tavric/ReportPage.h"
 
 namespace {
@@ -19,6 +23,18 @@ const tavric::ReportContent& Content(int samples) {
   if (it == cache.end())
     it = cache.emplace(samples, tavric::demo::DemoReportContent(samples, 1)).first;
   return it->second;
+}
+
+void BM_CalibrationReportContent(benchmark::State& state) {
+  const int samples = static_cast<int>(state.range(0));
+  const std::vector<tavric::Sample> data = tavric::samples_of(tavric::bench::Scan(3, samples));
+  const tavric::Calibration cal = tavric::calibrate(data);
+  tavric::ReportFacts facts;
+  facts.data_file = "scan.txt";
+  for (auto _ : state) {
+    const tavric::ReportContent content = tavric::CalibrationReportContent(cal, data, facts);
+    benchmark::DoNotOptimize(content.residuals_um.data());
+  }
 }
 
 void BM_RenderReportPage(benchmark::State& state) {
@@ -44,6 +60,11 @@ void BM_WriteReportPage(benchmark::State& state) {
   std::filesystem::remove(path);
 }
 
+BENCHMARK(BM_CalibrationReportContent)
+    ->ArgName("samples")
+    ->Arg(4000)
+    ->Arg(32767)
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_RenderReportPage)
     ->ArgName("samples")
     ->Arg(4000)

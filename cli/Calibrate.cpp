@@ -53,16 +53,6 @@ std::string OutputFor(const CalibrateOptions& o, const std::string& data) {
   return fs::path(data).replace_extension(".cal").string();
 }
 
-// Whether two paths name the same file (an existing one, or the same place).
-bool SameFile(const std::string& a, const std::string& b) {
-  std::error_code ec;
-  if (fs::equivalent(a, b, ec)) return true;
-  const fs::path ca = fs::weakly_canonical(a, ec);
-  if (ec) return false;
-  const fs::path cb = fs::weakly_canonical(b, ec);
-  return !ec && ca == cb;
-}
-
 Outcome CalibrateOne(const std::string& data, const std::string& output, const Options& options) {
   Outcome outcome{data, output, std::nullopt, {}, std::nullopt, nullptr, nullptr, {}};
   try {

@@ -43,9 +43,14 @@ Command AddShow(CLI::App& app);
 Command AddCheck(CLI::App& app);
 Command AddVerify(CLI::App& app);
 Command AddSimulate(CLI::App& app);
+Command AddReport(CLI::App& app);
 
 // The tool's name and version, e.g. "tavric 1.0.0".
 std::string ToolVersion();
+
+// Whether two paths name the same file (an existing one, or the same place
+// after following links and resolving "." and "..").
+bool SameFile(const std::string& a, const std::string& b);
 
 // Writes a failure text of the library on standard error, unchanged and
 // alone on its line, followed by the lines of DiagnosticLines when the

@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
 
 #include "Commands.h"
@@ -9,6 +10,16 @@ namespace tavric::cli {
 // The version of the layout of the JSON objects; it changes only when a key
 // is removed or changes its meaning.
 constexpr int kJsonSchema = 1;
+
+bool SameFile(const std::string& a, const std::string& b) {
+  namespace fs = std::filesystem;
+  std::error_code ec;
+  if (fs::equivalent(a, b, ec)) return true;
+  const fs::path ca = fs::weakly_canonical(a, ec);
+  if (ec) return false;
+  const fs::path cb = fs::weakly_canonical(b, ec);
+  return !ec && ca == cb;
+}
 
 int Fail(const std::string& text, const ReadDiagnostic* diagnostic) {
   std::cerr << text << '\n';

@@ -51,8 +51,7 @@ int RunVerify(const VerifyOptions& o) {
     ReadDiagnostic diagnostic;
     const std::string read = ReadCalibrationDataFile(o.data, data, nullptr, &diagnostic);
     if (read != "OK") return Fail(read, o.json, "verify", o.calibration, nullptr, &diagnostic);
-    for (std::int32_t k = data.LBound(2); k <= data.UBound(2); ++k)
-      samples.push_back({data(1, k), data(2, k), data(3, k), data(4, k), data(5, k), data(6, k)});
+    samples = samples_of(data);
   }
   const VerificationReport v = verify(*cal, truth, samples, o.reach);
 

@@ -1,6 +1,7 @@
 // tavric: the command-line tool of the Tavric probe calibration library.
 //
-// Subcommands: calibrate, transform, show, check, verify, simulate, version.
+// Subcommands: calibrate, transform, show, check, verify, simulate, report,
+// version.
 // Every number it prints comes from the library. Exit status: 0 when the
 // library said "OK", 1 when it returned a failure text or raised an error, 2
 // for a usage error, 3 when --strict was given and a warning was raised.
@@ -26,7 +27,8 @@ int main(int argc, char** argv) {
   app.set_version_flag("--version", LibraryVersion());
 
   const std::vector<Command> commands = {AddCalibrate(app), AddTransform(app), AddShow(app),
-                                         AddCheck(app),     AddVerify(app),    AddSimulate(app)};
+                                         AddCheck(app),     AddVerify(app),    AddSimulate(app),
+                                         AddReport(app)};
   app.add_subcommand("version", "Print the library's version");
 
   try {

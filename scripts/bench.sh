@@ -5,8 +5,10 @@
 # which this script does), their ratio, the floor (outer iterations x the
 # normal-matrix kernel alone), Tavric / floor, the iterations and the peak
 # memory of `tavric calibrate` on the case's file; then the readers, saving
-# and loading, batch deflections, the kernel alone and the whole tool; last, the time to render and to write the report page for
-# 4,000 and 32,767 samples with the page's size.
+# and loading, batch deflections, the kernel alone and the whole tool; last, the time to gather a
+# calibration's report content, to render and to write the report page for
+# 4,000 and 32,767 samples with the page's size, and `tavric report` on
+# 32,767 samples as a whole process beside `tavric calibrate`.
 #
 # Usage: scripts/bench.sh [--smoke] [--repetitions N]
 #   --smoke          one repetition of everything, minimal time per benchmark:
@@ -143,10 +145,19 @@ print()
 print()
 print("| report page | samples | time (ms) | page size (bytes) |")
 print("|---|---:|---:|---:|")
+for samples in (4000, 32767):
+    r = find(f"BM_CalibrationReportContent/samples:{samples}")
+    print(f"| content gathered from a calibration | {samples:,} | {ms(r):.1f} | – |")
 for name, step in (("BM_RenderReportPage", "rendered in memory"), ("BM_WriteReportPage", "written to a file")):
     for samples in (4000, 32767):
         r = find(f"{name}/samples:{samples}")
         print(f"| {step} | {samples:,} | {ms(r):.1f} | {int(r['bytes'])} |")
+page = os.path.join(data_dir, "report-32767.html")
+report_runs = [tool_run(["report", data, "-o", page]) for _ in range(max(repetitions, 1))]
+report_ms = statistics.median(w[0] for w in report_runs)
+print(f"| `tavric report` (whole process: read, fit, page) | 32,767 | {report_ms:.1f} "
+      f"| {os.path.getsize(page)} |")
+print(f"| `tavric calibrate` (whole process: read, fit, save) | 32,767 | {whole_ms:.1f} | – |")
 print(f"\nKernels: {isa}; load average while running: {open('/proc/loadavg').read().split()[0:3]}")
 if smoke:
     print("(smoke run: one repetition, minimal times; the figures mean nothing)")

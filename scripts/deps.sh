@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build and the tests need, when missing.
-# Sourced by bootstrap.sh and test.sh; safe to run again.
+# Sourced by bootstrap.sh and test.sh; safe to run again. chromium is for the
+# browser check of the report pages (scripts/check-report.sh).
 set -euo pipefail
 
 TAVRIC_PACKAGES=(cmake g++ make libgtest-dev libgmock-dev libbenchmark-dev locales-all
                  libcli11-dev nlohmann-json3-dev pkg-config libeigen3-dev
-                 pybind11-dev python3-dev python3-numpy python3-pytest)
+                 pybind11-dev python3-dev python3-numpy python3-pytest chromium)
 # The fuzz targets (scripts/fuzz.sh): clang and its libFuzzer and sanitizer
 # runtimes.
 TAVRIC_FUZZ_PACKAGES=(clang-14 libclang-rt-14-dev)

@@ -41,6 +41,7 @@
 #include <string>
 #include <vector>
 
+#include "tavric/BoundedArray.h"
 #include "tavric/Error.h"
 #include "tavric/RunReport.h"
 #include "tavric/Uncertainty.h"
@@ -205,6 +206,10 @@ class Calibration {
  private:
   std::shared_ptr<const State> state_;
 };
+
+// The samples of a data array (fields P, Q, R, X, Y, Z x samples, as
+// ReadCalibrationDataFile and the scan simulator give it), in order.
+std::vector<Sample> samples_of(const DataArray& data);
 
 // Calibrates from samples (at most 32,767). Throws Error on failure.
 Calibration calibrate(std::span<const Sample> samples, const Options& options = {});

@@ -121,6 +121,15 @@ struct ReportContent {
 
   // panel-warnings.
   std::vector<ReportWarning> warnings;
+
+  // Notes in words, e.g. that a calibration read from a file keeps no
+  // optimiser history, uncertainty or warnings. Each is shown in its panel
+  // in place of the default text of a panel with nothing to show ("No
+  // warnings.", "No iterations given.", ...); the warnings and the
+  // identifiability notes are also shown under their panel's content.
+  std::string warnings_note;
+  std::string convergence_note;
+  std::string identifiability_note;
 };
 
 // The page as HTML text (UTF-8). Raises RuntimeError 5 "Invalid procedure

@@ -307,6 +307,13 @@ void Calibration::save(const std::filesystem::path& path) const {
 // ---------------------------------------------------------------------------
 // Free functions
 
+std::vector<Sample> samples_of(const DataArray& data) {
+  std::vector<Sample> samples;
+  for (Int32 k = data.LBound(2); k <= data.UBound(2); ++k)
+    samples.push_back({data(1, k), data(2, k), data(3, k), data(4, k), data(5, k), data(6, k)});
+  return samples;
+}
+
 Calibration calibrate(std::span<const Sample> samples, const Options& options) {
   options.validate();
   const DataArray data = ToDataArray(samples.size(), [&](std::size_t k, Int32 f) {

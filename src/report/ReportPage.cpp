@@ -79,7 +79,8 @@ void CheckContent(const ReportContent& c) {
 
 std::string Empty(std::string_view text) { return ParagraphHtml(text, "empty"); }
 
-std::string WarningsBody(const std::vector<ReportWarning>& warnings) {
+std::string WarningsBody(const std::vector<ReportWarning>& warnings, const std::string& note) {
+  if (warnings.empty() && !note.empty()) return Empty(note);
   if (warnings.empty())
     return "<div class=\"no-warnings\">" + ParagraphHtml("No warnings.") + "</div>\n";
   std::string out = "<div class=\"warnings\" role=\"alert\">\n";
@@ -89,7 +90,9 @@ std::string WarningsBody(const std::vector<ReportWarning>& warnings) {
   for (const ReportWarning& w : warnings)
     out += "<li><code>" + report::EscapeXml(w.code) + "</code> " + report::EscapeXml(w.text) +
            "</li>\n";
-  return out + "</ul>\n</div>\n";
+  out += "</ul>\n";
+  if (!note.empty()) out += ParagraphHtml(note);
+  return out + "</div>\n";
 }
 
 std::string FitBody(const ReportContent& c) {
@@ -181,7 +184,8 @@ std::string ConvergenceChart(const ReportContent& c, bool sum_of_squares) {
 }
 
 std::string ConvergenceBody(const ReportContent& c) {
-  if (c.iterations.empty() && !c.initial_sum_of_squares) return Empty("No iterations given.");
+  if (c.iterations.empty() && !c.initial_sum_of_squares)
+    return Empty(c.convergence_note.empty() ? "No iterations given." : c.convergence_note);
   std::string out = "<div class=\"pair\">\n" + ConvergenceChart(c, true) + '\n' +
                     ConvergenceChart(c, false) + "\n</div>\n";
   out += ParagraphHtml(
@@ -209,7 +213,12 @@ std::string IdentifiabilityBody(const ReportContent& c) {
     out += report::ListHtml(c.weakest_directions);
   }
   for (const ReportTable& t : c.identifiability_tables) out += report::TableHtml(t);
-  if (out.empty()) out = Empty("No identifiability analysis given.");
+  if (out.empty()) {
+    out = Empty(c.identifiability_note.empty() ? "No identifiability analysis given."
+                                               : c.identifiability_note);
+  } else if (!c.identifiability_note.empty()) {
+    out += ParagraphHtml(c.identifiability_note);
+  }
   if (!c.warnings.empty())
     out += ParagraphHtml("The warnings are listed at the top of the report.");
   return out;
@@ -237,7 +246,8 @@ std::string RenderReportPage(const ReportContent& content) {
       "panel-header", content.title,
       content.header.empty() ? Empty("No run facts given.") : report::FieldsHtml(content.header),
       1);
-  page.AddSection("panel-warnings", "Warnings", WarningsBody(content.warnings));
+  page.AddSection("panel-warnings", "Warnings",
+                  WarningsBody(content.warnings, content.warnings_note));
   page.AddSection("panel-fit", "Fit", FitBody(content));
   page.AddSection("panel-residuals", "Residuals along the data", ResidualsBody(content));
   page.AddSection("panel-sphere-map", "Residuals on the sphere", SphereMapBody(content));

@@ -114,6 +114,38 @@ TEST(RenderReportPage, SaysSoWhenAPanelHasNoData) {
   EXPECT_EQ(html.find("<svg"), std::string::npos);
 }
 
+TEST(RenderReportPage, APanelsNoteTakesThePlaceOfItsDefaultText) {
+  ReportContent c;
+  c.warnings_note = "Warnings come from a fit.";
+  c.convergence_note = "History comes from a fit.";
+  c.identifiability_note = "Uncertainty comes from a fit.";
+  const std::string html = RenderReportPage(c);
+  for (const char* gone :
+       {"No warnings.", "No iterations given.", "No identifiability analysis given."})
+    EXPECT_EQ(html.find(gone), std::string::npos) << gone;
+  EXPECT_EQ(CountOf(html, "<p class=\"empty\">Warnings come from a fit.</p>"), 1u);
+  EXPECT_EQ(CountOf(html, "<p class=\"empty\">History comes from a fit.</p>"), 1u);
+  EXPECT_EQ(CountOf(html, "<p class=\"empty\">Uncertainty comes from a fit.</p>"), 1u);
+}
+
+TEST(RenderReportPage, NotesStandUnderAPanelsContent) {
+  ReportContent c = FullContent(400);
+  c.warnings = {{"few-planes", "Only two planes."}};
+  c.warnings_note = "Thresholds were lowered.";
+  c.identifiability_note = "Linear estimate.";
+  const std::string html = RenderReportPage(c);
+  const std::size_t warning = html.find("Only two planes.");
+  const std::size_t note = html.find("<p>Thresholds were lowered.</p>");
+  ASSERT_NE(note, std::string::npos);
+  EXPECT_LT(warning, note);
+  EXPECT_LT(note, html.find("id=\"panel-fit\""));
+  const std::size_t weakest = html.find("Weakest directions:");
+  const std::size_t linear = html.find("<p>Linear estimate.</p>");
+  ASSERT_NE(weakest, std::string::npos);
+  EXPECT_LT(weakest, linear);
+  EXPECT_LT(linear, html.find("id=\"panel-histogram\""));
+}
+
 // Thinning keeps the pictures' size bounded by the pixels, not the samples;
 // the statistics still count every sample.
 TEST(RenderReportPage, StaysSmallForTheLargestDataWhileCountingEverySample) {

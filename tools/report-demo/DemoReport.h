@@ -1,8 +1,7 @@
 // The content of a demonstration report page, made from simulated scans: the
-// scan simulator's data is calibrated with ClsProbeCalibration and the page
-// shows that calibration as its run report gives it (facts, fit, residuals,
-// sample directions, optimiser history, deflection uncertainty and weakest
-// directions).
+// scan simulator's data is calibrated at the default settings (order 3) and
+// the page is the library's report of that calibration
+// (tavric/CalibrationReport.h), with the true sphere beside the fitted one.
 #pragma once
 
 #include <cstdint>
@@ -12,8 +11,8 @@
 namespace tavric::demo {
 
 // Simulates `samples` samples (default scenario, 1.5 counts and 0.2 µm of
-// noise with `seed`), calibrates them at order 3 and gathers the page's
-// content. Throws std::runtime_error when the calibration fails.
+// noise with `seed`), calibrates them and gathers the page's content. Throws
+// tavric::Error when the calibration fails.
 ReportContent DemoReportContent(std::int32_t samples, std::uint64_t seed);
 
 }  // namespace tavric::demo
