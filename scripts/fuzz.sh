@@ -54,12 +54,19 @@ for target in marked_reader generic_reader calibration_loader reading_list; do
   fi
   echo "=== fuzz_$target: ${seconds} s ==="
   if [ ${#regressions[@]} -gt 0 ]; then
-    "build/fuzz/fuzz/fuzz_$target" "${regressions[@]}"
+    "build/fuzz/fuzz/fuzz_$target" "${regressions[@]}" &
+    pid=$!
+    wait "$pid"
+    rm -f "${TMPDIR:-/tmp}/tavric-fuzz-$pid.txt"
   fi
   rc=0
   "build/fuzz/fuzz/fuzz_$target" "$work/$target" -max_total_time="$seconds" -timeout=1 \
     -rss_limit_mb=2048 -print_final_stats=1 \
-    -artifact_prefix="$findings/$target-" "$@" >"$findings/$target.log" 2>&1 || rc=$?
+    -artifact_prefix="$findings/$target-" "$@" >"$findings/$target.log" 2>&1 &
+  pid=$!
+  wait "$pid" || rc=$?
+  # The target's scratch file is named after its process.
+  rm -f "${TMPDIR:-/tmp}/tavric-fuzz-$pid.txt"
   grep -E "^(stat::number_of_executed_units|Done [0-9]+ runs|==[0-9]+==ERROR|SUMMARY|==[0-9]+== ERROR)" \
     "$findings/$target.log" || true
   if [ "$rc" -ne 0 ]; then
