@@ -2,6 +2,7 @@
 // the probe's physical deflection (the polynomial without its constant term
 // at the readings minus the probe offsets).
 #include <charconv>
+#include <cmath>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -10,6 +11,7 @@
 
 #include "Commands.h"
 #include "LoadCalibration.h"
+#include "OutputFiles.h"
 #include "tavric/DataFile.h"
 
 namespace tavric::cli {
@@ -30,31 +32,65 @@ std::string_view TrimBlanks(std::string_view text) {
   return text.substr(first, last - first + 1);
 }
 
-// "P,Q,R" (blanks around the numbers allowed, numbers with a period).
-std::optional<Triple> ParseReading(std::string_view line) {
-  Triple values{};
-  for (std::size_t i = 0; i < 3; ++i) {
-    const auto comma = line.find(',');
-    if ((comma == std::string_view::npos) != (i == 2)) return std::nullopt;
-    const std::string_view field = TrimBlanks(line.substr(0, comma));
-    const char* end = field.data() + field.size();
-    const auto [ptr, ec] = std::from_chars(field.data(), end, values[i]);
-    if (field.empty() || ec != std::errc() || ptr != end) return std::nullopt;
-    if (comma != std::string_view::npos) line.remove_prefix(comma + 1);
+// The fields of a line of readings: separated by commas, or by spaces and
+// tabs, blanks around a comma allowed.
+std::vector<std::string_view> Fields(std::string_view line) {
+  std::vector<std::string_view> fields;
+  const bool commas = line.find(',') != std::string_view::npos;
+  while (true) {
+    const std::size_t end = commas ? line.find(',') : line.find_first_of(" \t");
+    fields.push_back(TrimBlanks(line.substr(0, end)));
+    if (end == std::string_view::npos) break;
+    line.remove_prefix(end + 1);
+    if (!commas) line = TrimBlanks(line);
   }
+  return fields;
+}
+
+bool ParseNumber(std::string_view field, double& value) {
+  const char* end = field.data() + field.size();
+  const auto [ptr, ec] = std::from_chars(field.data(), end, value);
+  return !field.empty() && ec == std::errc() && ptr == end && std::isfinite(value);
+}
+
+// Three numbers with a period (see Fields for the separators).
+std::optional<Triple> ParseReading(std::string_view line) {
+  const std::vector<std::string_view> fields = Fields(line);
+  if (fields.size() != 3) return std::nullopt;
+  Triple values{};
+  for (std::size_t i = 0; i < 3; ++i)
+    if (!ParseNumber(fields[i], values[i])) return std::nullopt;
   return values;
 }
 
-// Reads "P,Q,R" lines; blank lines and lines starting with # are skipped.
-// Returns an error message, or an empty text when every line was read.
+// A header line: three fields none of which is a number ("P,Q,R").
+bool IsHeader(std::string_view line) {
+  const std::vector<std::string_view> fields = Fields(line);
+  if (fields.size() != 3) return false;
+  double ignored = 0.0;
+  for (std::string_view field : fields)
+    if (field.empty() || ParseNumber(field, ignored)) return false;
+  return true;
+}
+
+// Reads one reading a line; blank lines and lines starting with # are
+// skipped, and so is a header line before the first reading. Returns an
+// error message naming the first bad line, or an empty text when every
+// line was read.
 std::string ReadReadings(std::istream& in, const std::string& name, std::vector<Triple>& out) {
   std::string line;
+  bool header = false;
   for (int number = 1; std::getline(in, line); ++number) {
     const std::string_view text = TrimBlanks(line);
     if (text.empty() || text.front() == '#') continue;
     const std::optional<Triple> reading = ParseReading(text);
     if (!reading) {
-      return name + ":" + std::to_string(number) + ": expected P,Q,R but read \"" +
+      if (out.empty() && !header && IsHeader(text)) {
+        header = true;
+        continue;
+      }
+      return name + ":" + std::to_string(number) +
+             ": expected P,Q,R (three numbers, separated by commas, spaces or tabs) but read \"" +
              std::string(text) + "\"";
     }
     out.push_back(*reading);
@@ -70,7 +106,7 @@ Json Input(const TransformOptions& o) {
 }
 
 int Failure(const TransformOptions& o, const std::string& text) {
-  return Fail(text, o.json, "transform", Input(o), nullptr);
+  return Fail(text, o.json, "transform", Input(o), nullptr, nullptr);
 }
 
 void PrintLine(const Triple& v) {
@@ -101,9 +137,7 @@ int TransformReadings(const TransformOptions& o, const Calibration& cal) {
     }
   }
   if (o.json) {
-    Json j = JsonHead("transform");
-    j["input"] = Input(o);
-    j["output"] = nullptr;
+    Json j = JsonHead("transform", Input(o), nullptr, nullptr);
     j["result"] = "OK";
     j["calibration"] = o.calibration;
     j["points"] = points;
@@ -116,7 +150,7 @@ int TransformReadings(const TransformOptions& o, const Calibration& cal) {
 int TransformData(const TransformOptions& o, const Calibration& cal) {
   DataArray data;
   std::string layout;
-  const std::string read = ReadCalibrationDataFile(o.data, data, &layout);
+  const std::string read = ReadCalibrationDataFile(InputPath(o.data), data, &layout);
   if (read != "OK") return Failure(o, read);
 
   const std::int32_t first = data.LBound(2);
@@ -135,9 +169,7 @@ int TransformData(const TransformOptions& o, const Calibration& cal) {
     }
   }
   if (o.json) {
-    Json j = JsonHead("transform");
-    j["input"] = Input(o);
-    j["output"] = nullptr;
+    Json j = JsonHead("transform", Input(o), nullptr, nullptr);
     j["result"] = "OK";
     j["calibration"] = o.calibration;
     j["data"] = o.data;
@@ -151,7 +183,7 @@ int TransformData(const TransformOptions& o, const Calibration& cal) {
 
 int RunTransform(const TransformOptions& o) {
   const std::optional<Calibration> cal =
-      LoadOrExplain(o.calibration, o.json, "transform", Input(o));
+      LoadOrExplain(o.calibration, o.json, "transform", Input(o), nullptr);
   if (!cal) return kExitFailure;
   if (!o.data.empty()) return TransformData(o, *cal);
   return TransformReadings(o, *cal);
@@ -170,15 +202,17 @@ Command AddTransform(CLI::App& app) {
       sub->add_option("READING", o->readings, "One reading: the three numbers P Q R")->expected(3);
   CLI::Option* input =
       sub->add_option("-i,--input", o->input,
-                      "File of P,Q,R lines, or - for standard input; prints X,Y,Z lines")
+                      "File of readings, or - for standard input: one P,Q,R a line, the numbers "
+                      "separated by commas, spaces or tabs, an optional header line first; "
+                      "prints X,Y,Z lines")
           ->type_name("FILE")
           ->check(ExistingFileOrStdin());
   CLI::Option* data =
       sub->add_option("--data", o->data,
-                      "Data file (marked or generic layout); prints each sample's machine "
-                      "position plus its deflection as X,Y,Z lines")
+                      "Data file (marked or generic layout), or - for standard input; prints "
+                      "each sample's machine position plus its deflection as X,Y,Z lines")
           ->type_name("DATA")
-          ->check(CLI::ExistingFile);
+          ->check(ExistingFileOrStdin());
   readings->excludes(input, data);
   input->excludes(data);
   sub->add_flag("--json", o->json, "Print the results as one JSON object");

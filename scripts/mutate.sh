@@ -211,7 +211,7 @@ mutation "check --json keeps the sphere keys after a failed fit" \
   cli/Check.cpp 'const bool fitted = r.result == "OK" && r.sphere_result == "OK";' \
   'const bool fitted = r.result == "OK";' cli
 mutation "show --json prints no object when loading fails" \
-  cli/LoadCalibration.cpp 'if (json) PrintJson(FailureJson(command, input, nullptr, e.text()));' \
+  cli/LoadCalibration.cpp 'if (json) PrintJson(FailureJson(command, input, nullptr, settings, e.text()));' \
   '(void)json;' cli
 mutation "calibrate --output-dir ignored" \
   cli/Calibrate.cpp 'if (!o.output_dir.empty()) return (fs::path(o.output_dir) / name).string();' \

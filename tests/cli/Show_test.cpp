@@ -83,7 +83,10 @@ TEST(CliShow, AFileThatIsNoCalibrationFailsWithTheLoadText) {
   testing::WriteFileBytes(dir.File("empty.cal"), "");
   const auto r = RunCli({"show", dir.File("empty.cal")});
   EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.err, "LoadCalibrationFunctions Error n\u00b062 Input past end of file\n");
+  // The library's text alone on its first line, then what the file is.
+  EXPECT_EQ(r.err, "LoadCalibrationFunctions Error n\u00b062 Input past end of file\nhint: " +
+                       dir.File("empty.cal") +
+                       " is empty; a calibration file is written by tavric calibrate\n");
   EXPECT_EQ(RunCli({"show", dir.File("missing.cal")}).status, 2);
 }
 
