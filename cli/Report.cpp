@@ -92,7 +92,7 @@ int MakeReport(const ReportOptions& o) {
   const std::vector<Sample> samples = samples_of(data);
   std::optional<Calibration> cal;
   if (loaded) {
-    cal = LoadOrExplain(o.calibration, false, "report", o.calibration);
+    cal = LoadOrExplain(o.calibration, false, "report", o.calibration, nullptr);
     if (!cal) return kExitFailure;
   } else {
     cal = calibrate(samples, options);
