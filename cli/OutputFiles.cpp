@@ -124,9 +124,10 @@ std::string InputPath(const std::string& name) {
 }
 
 void BeQuiet() {
-  static NullBuffer null;
+  // Never destroyed: std::cout is flushed at exit, after static objects go.
+  static NullBuffer* const null = new NullBuffer;
   RealOutput();  // keeps the real buffer before it is replaced
-  std::cout.rdbuf(&null);
+  std::cout.rdbuf(null);
 }
 
 std::ostream& StandardOutput() { return RealOutput(); }
