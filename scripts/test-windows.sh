@@ -178,7 +178,7 @@ g++ -std=c++20 -O2 -ffp-contract=off -Iinclude -I"$LINUX/src/generated" \
 
 EXAMPLES=()
 if [ -d examples ]; then
-  while IFS= read -r f; do EXAMPLES+=("$ROOT/$f"); done < <(find examples -type f \
+  while IFS= read -r f; do EXAMPLES+=("$ROOT/$f"); done < <(find examples -maxdepth 1 -type f \
     \( -name '*.txt' -o -name '*.dat' -o -name '*.csv' \) ! -iname 'readme*' | sort)
 fi
 if [ ${#EXAMPLES[@]} -eq 0 ]; then
