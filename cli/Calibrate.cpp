@@ -11,6 +11,7 @@
 
 #include "Commands.h"
 #include "FitOptions.h"
+#include "OutputFiles.h"
 #include "Results.h"
 #include "tavric/Calibration.h"
 #include "tavric/ReadDiagnostic.h"
@@ -27,6 +28,7 @@ struct CalibrateOptions {
   int jobs = 1;
   bool json = false;
   bool strict = false;
+  bool force = false;
   FitOptions fit;
 };
 
@@ -53,10 +55,13 @@ std::string OutputFor(const CalibrateOptions& o, const std::string& data) {
   return fs::path(data).replace_extension(".cal").string();
 }
 
-Outcome CalibrateOne(const std::string& data, const std::string& output, const Options& options) {
+// Calibrates `data` and saves the calibration to `path` (the file named
+// `output`, or the temporary file standing for standard output).
+Outcome CalibrateOne(const std::string& data, const std::string& output, const std::string& path,
+                     const Options& options) {
   Outcome outcome{data, output, std::nullopt, {}, std::nullopt, nullptr, nullptr, {}};
   try {
-    outcome.calibration = calibrate_file(data, options);
+    outcome.calibration = calibrate_file(InputPath(data), options);
   } catch (const Error& e) {
     outcome.failure = e.text();
     outcome.code = e.code();
@@ -67,7 +72,7 @@ Outcome CalibrateOne(const std::string& data, const std::string& output, const O
     return outcome;
   }
   try {
-    outcome.calibration->save(output);
+    outcome.calibration->save(path);
   } catch (const Error& e) {
     outcome.save_failure = e.text();
   }
@@ -75,10 +80,7 @@ Outcome CalibrateOne(const std::string& data, const std::string& output, const O
 }
 
 Json OutcomeJson(const Outcome& r, const Options& options) {
-  Json j = JsonHead("calibrate");
-  j["input"] = r.data;
-  j["output"] = r.output;
-  j["settings"] = FitOptions::SettingsJson(options);
+  Json j = JsonHead("calibrate", r.data, r.output, FitOptions::SettingsJson(options));
   if (r.calibration) {
     j["result"] = "OK";
     j["error_code"] = nullptr;
@@ -114,7 +116,8 @@ int OutcomeStatus(const Outcome& r, bool strict) {
 int ReportOne(const Outcome& r, const CalibrateOptions& o, const Options& options) {
   if (o.json) PrintJson(OutcomeJson(r, options));
   if (!r.calibration) return Fail(r.failure, r.diagnostic.get());
-  if (!o.json) {
+  // With -o - the calibration file is the output: no report beside it.
+  if (!o.json && o.output != kStandardStream) {
     PrintField("Result", "OK");
     PrintFit(*r.calibration);
     PrintField("Written", r.save_failure.empty() ? r.output : "no");
@@ -160,8 +163,10 @@ std::vector<Outcome> CalibrateAll(const CalibrateOptions& o, const Options& opti
   std::vector<Outcome> outcomes(o.data.size());
   std::atomic<std::size_t> next{0};
   const auto worker = [&] {
-    for (std::size_t i = next++; i < o.data.size(); i = next++)
-      outcomes[i] = CalibrateOne(o.data[i], OutputFor(o, o.data[i]), options);
+    for (std::size_t i = next++; i < o.data.size(); i = next++) {
+      const std::string output = OutputFor(o, o.data[i]);
+      outcomes[i] = CalibrateOne(o.data[i], output, output, options);
+    }
   };
   const unsigned hardware = std::max(1u, std::thread::hardware_concurrency());
   const std::size_t threads = std::min<std::size_t>(
@@ -176,26 +181,28 @@ std::vector<Outcome> CalibrateAll(const CalibrateOptions& o, const Options& opti
 int RunCalibrate(const CalibrateOptions& o) {
   const Options options = o.fit.Resolve();
   options.validate();
-  for (const std::string& data : o.data) {
-    if (SameFile(data, OutputFor(o, data))) {
-      std::cerr << "tavric calibrate: the calibration file " << OutputFor(o, data)
-                << " would replace the data file " << data << "; give another with -o or "
-                << "--output-dir\n";
-      return kExitUsage;
-    }
-  }
+  std::vector<PlannedOutput> outputs;
+  for (const std::string& data : o.data)
+    outputs.push_back({OutputFor(o, data), "calibration file"});
+  if (!OutputsAllowed("calibrate", outputs, o.data, o.force)) return kExitUsage;
   if (!o.output_dir.empty()) {
     std::error_code ec;
     fs::create_directories(o.output_dir, ec);
   }
+  if (o.data.size() == 1) {
+    const std::string output = OutputFor(o, o.data.front());
+    const OutputTarget target(output);
+    const Outcome r = CalibrateOne(o.data.front(), output, target.path(), options);
+    if (r.calibration && r.save_failure.empty()) target.CopyToStandardOutput();
+    return ReportOne(r, o, options);
+  }
   const std::vector<Outcome> outcomes = CalibrateAll(o, options);
-  if (outcomes.size() == 1) return ReportOne(outcomes.front(), o, options);
 
   int status = kExitOk;
   for (const Outcome& r : outcomes) {
     const int s = OutcomeStatus(r, o.strict);
     if (s == kExitFailure || (s == kExitWarnings && status == kExitOk)) status = s;
-    if (o.json) std::cout << OutcomeJson(r, options).dump() << '\n';
+    if (o.json) PrintJsonLine(OutcomeJson(r, options));
   }
   if (!o.json) PrintTable(outcomes);
   for (const Outcome& r : outcomes) {
@@ -218,11 +225,13 @@ Command AddCalibrate(CLI::App& app) {
       "calibrate",
       "Fit a calibration to data files (marked or generic layout) and save it; several files "
       "are calibrated on several threads");
-  sub->add_option("DATA", o->data, "Calibration data files")->required()->check(CLI::ExistingFile);
+  sub->add_option("DATA", o->data, "Calibration data files (- for standard input)")
+      ->required()
+      ->check(ExistingFileOrStdin());
   CLI::Option* output =
-      sub->add_option(
-             "-o,--output", o->output,
-             "Calibration file to write (one DATA only; default: DATA with the extension .cal)")
+      sub->add_option("-o,--output", o->output,
+                      "Calibration file to write, or - for standard output (one DATA only; "
+                      "default: DATA with the extension .cal)")
           ->type_name("CALFILE");
   sub->add_option("--output-dir", o->output_dir,
                   "Write each calibration into this folder, named after its data file (.cal)")
@@ -230,14 +239,24 @@ Command AddCalibrate(CLI::App& app) {
       ->excludes(output);
   sub->add_option("-j,--jobs", o->jobs,
                   "Calibrate this many files at once (0: one per processor core)")
-      ->check(CLI::NonNegativeNumber)
+      ->check(AtLeast(0))
       ->capture_default_str();
   o->fit.Add(*sub);
   AddDecimalCommaOption(*sub);
   sub->add_flag("--json", o->json,
                 "Print the result as one JSON object (one per line for several files)");
   sub->add_flag("--strict", o->strict, "Exit with status 3 when the calibration raises a warning");
+  AddForceOption(*sub, o->force);
   sub->callback([o, output] {
+    const auto stdin_count = std::count(o->data.begin(), o->data.end(), kStandardStream);
+    if (stdin_count > 1)
+      throw CLI::ValidationError("DATA", "standard input (-) can be read only once");
+    if (stdin_count > 0 && output->count() == 0)
+      throw CLI::ValidationError("-o", "data read from standard input need -o CALFILE or -o -");
+    if (o->output == kStandardStream && o->json)
+      throw CLI::ValidationError("-o -",
+                                 "the calibration file and --json cannot both go to "
+                                 "standard output");
     if (o->data.size() > 1 && output->count() > 0)
       throw CLI::ValidationError("-o",
                                  "one calibration file for several data files; use --output-dir");

@@ -7,6 +7,7 @@
 
 #include "Commands.h"
 #include "FitOptions.h"
+#include "OutputFiles.h"
 #include "Results.h"
 #include "tavric/Calibration.h"
 #include "tavric/DataCheck.h"
@@ -53,10 +54,7 @@ Fit RunFit(const std::string& data, const Options& options) {
 Json CheckJson(const CheckOptions& o, const Options& options, const DataCheckReport& r,
                const std::optional<Fit>& fit, const ReadDiagnostic* why) {
   const bool fitted = r.result == "OK" && r.sphere_result == "OK";
-  Json j = JsonHead("check");
-  j["input"] = o.data;
-  j["output"] = nullptr;
-  j["settings"] = FitOptions::SettingsJson(options);
+  Json j = JsonHead("check", o.data, nullptr, FitOptions::SettingsJson(options));
   j["result"] = r.result;
   j["diagnostic"] = DiagnosticJson(why);
   j["file"] = o.data;
@@ -112,18 +110,19 @@ void PrintCheck(const CheckOptions& o, const DataCheckReport& r) {
 int RunCheck(const CheckOptions& o) {
   const Options options = o.fit.Resolve();
   options.validate();
-  const DataCheckReport r = CheckCalibrationDataFile(o.data);
+  const std::string path = InputPath(o.data);
+  const DataCheckReport r = CheckCalibrationDataFile(path);
   // The calibration runs whenever the data could be read, so that check
   // refuses exactly what calibrate refuses.
   std::optional<Fit> fit;
   // Why the file could not be read (read again, only when it failed).
   std::optional<ReadDiagnostic> why;
   if (r.result == "OK") {
-    fit = RunFit(o.data, options);
+    fit = RunFit(path, options);
   } else {
     DataArray data;
     why.emplace();
-    ReadCalibrationDataFile(o.data, data, nullptr, &*why);
+    ReadCalibrationDataFile(path, data, nullptr, &*why);
   }
 
   if (o.json) PrintJson(CheckJson(o, options, r, fit, why ? &*why : nullptr));
@@ -155,7 +154,9 @@ Command AddCheck(CLI::App& app) {
       "check",
       "Check a data file: layout, samples, fitted sphere, scan planes, and what a calibration "
       "of it would give (uncertainty, warnings); writes nothing");
-  sub->add_option("DATA", o->data, "Calibration data file")->required()->check(CLI::ExistingFile);
+  sub->add_option("DATA", o->data, "Calibration data file (- for standard input)")
+      ->required()
+      ->check(ExistingFileOrStdin());
   o->fit.Add(*sub);
   sub->add_flag("--json", o->json, "Print the report as one JSON object");
   AddDecimalCommaOption(*sub);

@@ -48,24 +48,20 @@ Command AddReport(CLI::App& app);
 // The tool's name and version, e.g. "tavric 1.0.0".
 std::string ToolVersion();
 
-// Whether two paths name the same file (an existing one, or the same place
-// after following links and resolving "." and "..").
-bool SameFile(const std::string& a, const std::string& b);
-
 // Writes a failure text of the library on standard error, unchanged and
 // alone on its line, followed by the lines of DiagnosticLines when the
 // failure came with a diagnostic, and returns kExitFailure.
 int Fail(const std::string& text, const ReadDiagnostic* diagnostic = nullptr);
 
 // The JSON object of a failed run of `command` (show, transform, verify,
-// simulate): the head of its objects, its input and output, and the failure
-// text as "result", and the diagnostic (DiagnosticJson) as "diagnostic".
-Json FailureJson(const char* command, const Json& input, const Json& output,
+// simulate): its head (JsonHead), the failure text as "result", and the
+// diagnostic (DiagnosticJson) as "diagnostic".
+Json FailureJson(const char* command, const Json& input, const Json& output, const Json& settings,
                  const std::string& text, const ReadDiagnostic* diagnostic = nullptr);
 // Fail(text, diagnostic), after printing FailureJson(...) when the run was
 // asked for JSON.
 int Fail(const std::string& text, bool json, const char* command, const Json& input,
-         const Json& output, const ReadDiagnostic* diagnostic = nullptr);
+         const Json& output, const Json& settings, const ReadDiagnostic* diagnostic = nullptr);
 
 // Adds --decimal-comma to a subcommand that reads data files. The tool never
 // changes the process locale, so data numbers are read with a period unless
@@ -89,12 +85,18 @@ std::string FormatTriple(const char* format, const Triple& values);
 // A number in full precision, as "%.15g" writes it.
 std::string Full(double value);
 
-// Writes a JSON object on standard output, indented, with a final line end.
+// Writes a JSON object on standard output, indented, with a final line end
+// (even under --quiet). Text that is not UTF-8 (a file name) is written with
+// U+FFFD in place of its invalid bytes.
 void PrintJson(const Json& value);
+// The same on one line.
+void PrintJsonLine(const Json& value);
 
 // The head of every JSON object the tool prints: the version of its layout
-// ("schema"), the tool's version and the subcommand.
-Json JsonHead(const char* command);
+// ("schema"), the tool's version, the subcommand, the file it read
+// ("input"), the file it wrote ("output") and the settings in effect (null
+// where there is none). docs/cli-output.schema.json describes the objects.
+Json JsonHead(const char* command, const Json& input, const Json& output, const Json& settings);
 
 // Appends the members of the object `from` to the object `to`, in order.
 void Append(Json& to, const Json& from);
@@ -104,6 +106,13 @@ void PrintField(const std::string& caption, const std::string& text);
 
 // An existing file, or "-" for standard input.
 const CLI::Validator& ExistingFileOrStdin();
+
+// Number checks whose messages give the accepted range in plain numbers
+// ("-1 is out of range: it must be 0 or more"), and the reason for a limit
+// when there is one.
+CLI::Validator Within(double low, double high, const std::string& reason = {});
+CLI::Validator AtLeast(double low);
+CLI::Validator MoreThan(double low);
 
 // millimetres to micrometres, for the fit statistics and deviations.
 inline double Micrometres(double mm) { return mm * 1000.0; }

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "Commands.h"
+#include "OutputFiles.h"
 #include "tavric/DecimalSeparator.h"
 #include "tavric/ReadDiagnostic.h"
 
@@ -18,7 +19,7 @@ void AddDecimalCommaOption(CLI::App& command) {
 
 std::vector<std::string> DiagnosticLines(const ReadDiagnostic& d) {
   std::vector<std::string> lines;
-  std::string where = "file: " + d.file;
+  std::string where = "file: " + InputName(d.file);
   if (d.line > 0) {
     where += d.at_end_of_file
                  ? ", at the end (line " + std::to_string(d.line) + ")"
@@ -42,7 +43,7 @@ Json DiagnosticJson(const ReadDiagnostic* d) {
   if (d == nullptr) return nullptr;
   const auto text = [](const std::string& s) { return s.empty() ? Json(nullptr) : Json(s); };
   Json j;
-  j["file"] = d->file;
+  j["file"] = InputName(d->file);
   j["line"] = d->line > 0 ? Json(d->line) : Json(nullptr);
   j["column"] = d->line > 0 ? Json(d->column) : Json(nullptr);
   j["found"] = d->line > 0 && !d->at_end_of_file ? Json(d->found) : Json(nullptr);

@@ -19,14 +19,16 @@ void FitOptions::Add(CLI::App& sub) {
   max_normal_um_ = Micrometres(o.thresholds.normal_uncertainty);
   max_across_um_ = Micrometres(o.thresholds.across_uncertainty);
   sub.add_option("--order", o.order, "Order of the calibration polynomial")
-      ->check(CLI::Range(1, 3))
+      ->check(Within(1, 3))
       ->capture_default_str();
   sub.add_option("--gain", o.initial_probe_gain, "Initial probe gain, mm per count")
       ->capture_default_str();
   sub.add_option("--max-iterations", o.max_iterations,
                  "Iteration limit: at most this many + 1 outer iterations run (the optimiser "
                  "counts them in 8 bits, so at most 254)")
-      ->check(CLI::Range(0, 254))
+      ->check(Within(0, 254,
+                     "the optimiser counts its iterations in 8 bits, so 255 would wrap "
+                     "around to 0"))
       ->capture_default_str();
   sub.add_option("--convergence", convergence_,
                  "Stop test: gradient norm, parameter stability or both")
@@ -64,24 +66,24 @@ void FitOptions::Add(CLI::App& sub) {
                      "Known effective sphere radius (certified ball radius plus nominal tip "
                      "radius), mm: the fit holds it instead of fitting it")
           ->type_name("MM")
-          ->check(CLI::PositiveNumber);
+          ->check(MoreThan(0));
   sub.add_option("--max-normal-uncertainty", max_normal_um_,
                  "Warn when the deflection along the sphere's normal is uncertain by more than "
                  "this (95 %), micrometres")
       ->type_name("UM")
-      ->check(CLI::NonNegativeNumber)
+      ->check(AtLeast(0))
       ->capture_default_str();
   sub.add_option("--max-across-uncertainty", max_across_um_,
                  "Warn when the deflection across the sphere's normal is uncertain by more than "
                  "this (95 %), micrometres")
       ->type_name("UM")
-      ->check(CLI::NonNegativeNumber)
+      ->check(AtLeast(0))
       ->capture_default_str();
   sub.add_option("--bootstrap", o.bootstrap_fits,
                  "Also estimate the uncertainty from this many refits of replicas of the scan "
                  "(20 to 50; slower, but it takes in what the linear estimate leaves out)")
       ->type_name("N")
-      ->check(CLI::Range(0, 1000))
+      ->check(Within(0, 1000))
       ->capture_default_str();
   sub.add_option("--bootstrap-seed", o.bootstrap_seed, "Seed of the bootstrap's noise")
       ->capture_default_str();

@@ -7,7 +7,7 @@
 namespace tavric::cli {
 
 std::optional<Calibration> LoadOrExplain(const std::string& path, bool json, const char* command,
-                                         const Json& input) {
+                                         const Json& input, const Json& settings) {
   // A calibration file holds periods whatever the locale: --decimal-comma is
   // for data files, so the file is read with the process locale's period.
   struct PeriodWhileLoading {
@@ -17,7 +17,7 @@ std::optional<Calibration> LoadOrExplain(const std::string& path, bool json, con
   try {
     return load(path);
   } catch (const Error& e) {
-    Fail(e.text(), json, command, input, nullptr, e.diagnostic());
+    Fail(e.text(), json, command, input, nullptr, settings, e.diagnostic());
     return std::nullopt;
   }
 }

@@ -1,8 +1,9 @@
 #include <cstdio>
-#include <filesystem>
+#include <functional>
 #include <iostream>
 
 #include "Commands.h"
+#include "OutputFiles.h"
 #include "tavric/Version.h"
 
 namespace tavric::cli {
@@ -11,16 +12,6 @@ namespace tavric::cli {
 // is removed or changes its meaning.
 constexpr int kJsonSchema = 1;
 
-bool SameFile(const std::string& a, const std::string& b) {
-  namespace fs = std::filesystem;
-  std::error_code ec;
-  if (fs::equivalent(a, b, ec)) return true;
-  const fs::path ca = fs::weakly_canonical(a, ec);
-  if (ec) return false;
-  const fs::path cb = fs::weakly_canonical(b, ec);
-  return !ec && ca == cb;
-}
-
 int Fail(const std::string& text, const ReadDiagnostic* diagnostic) {
   std::cerr << text << '\n';
   if (diagnostic != nullptr)
@@ -28,19 +19,17 @@ int Fail(const std::string& text, const ReadDiagnostic* diagnostic) {
   return kExitFailure;
 }
 
-Json FailureJson(const char* command, const Json& input, const Json& output,
+Json FailureJson(const char* command, const Json& input, const Json& output, const Json& settings,
                  const std::string& text, const ReadDiagnostic* diagnostic) {
-  Json j = JsonHead(command);
-  j["input"] = input;
-  j["output"] = output;
+  Json j = JsonHead(command, input, output, settings);
   j["result"] = text;
   j["diagnostic"] = DiagnosticJson(diagnostic);
   return j;
 }
 
 int Fail(const std::string& text, bool json, const char* command, const Json& input,
-         const Json& output, const ReadDiagnostic* diagnostic) {
-  if (json) PrintJson(FailureJson(command, input, output, text, diagnostic));
+         const Json& output, const Json& settings, const ReadDiagnostic* diagnostic) {
+  if (json) PrintJson(FailureJson(command, input, output, settings, text, diagnostic));
   return Fail(text, diagnostic);
 }
 
@@ -64,7 +53,15 @@ std::string FormatTriple(const char* format, const Triple& values) {
 
 std::string Full(double value) { return Format("%.15g", value); }
 
-void PrintJson(const Json& value) { std::cout << value.dump(2) << '\n'; }
+void PrintJson(const Json& value) {
+  // File names are bytes: any that are not UTF-8 are written as U+FFFD
+  // rather than stopping the output.
+  StandardOutput() << value.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
+}
+
+void PrintJsonLine(const Json& value) {
+  StandardOutput() << value.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
+}
 
 std::string ToolVersion() {
   return "tavric " + std::to_string(version::kMajor) + "." + std::to_string(version::kMinor) + "." +
@@ -75,8 +72,9 @@ void Append(Json& to, const Json& from) {
   for (auto it = from.begin(); it != from.end(); ++it) to[it.key()] = it.value();
 }
 
-Json JsonHead(const char* command) {
-  return {{"schema", kJsonSchema}, {"tool", ToolVersion()}, {"command", command}};
+Json JsonHead(const char* command, const Json& input, const Json& output, const Json& settings) {
+  return {{"schema", kJsonSchema}, {"tool", ToolVersion()}, {"command", command},
+          {"input", input},        {"output", output},      {"settings", settings}};
 }
 
 void PrintField(const std::string& caption, const std::string& text) {
@@ -94,6 +92,39 @@ const CLI::Validator& ExistingFileOrStdin() {
       },
       "FILE or -");
   return validator;
+}
+
+namespace {
+
+// A validator of numbers: `accepted` tells whether a value may be used,
+// `range` describes the values that may ("from 0 to 254").
+CLI::Validator NumberCheck(std::function<bool(double)> accepted, const std::string& range) {
+  return CLI::Validator(
+      [accepted, range](std::string& text) -> std::string {
+        double value = 0.0;
+        if (!CLI::detail::lexical_cast(text, value)) return text + " is not a number";
+        if (!accepted(value)) return text + " is out of range: it must be " + range;
+        return {};
+      },
+      "", "NUMBER");
+}
+
+std::string Plain(double value) { return Format("%.15g", value); }
+
+}  // namespace
+
+CLI::Validator Within(double low, double high, const std::string& reason) {
+  return NumberCheck(
+      [low, high](double v) { return v >= low && v <= high; },
+      "from " + Plain(low) + " to " + Plain(high) + (reason.empty() ? "" : " (" + reason + ")"));
+}
+
+CLI::Validator AtLeast(double low) {
+  return NumberCheck([low](double v) { return v >= low; }, Plain(low) + " or more");
+}
+
+CLI::Validator MoreThan(double low) {
+  return NumberCheck([low](double v) { return v > low; }, "more than " + Plain(low));
 }
 
 }  // namespace tavric::cli

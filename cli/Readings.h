@@ -1,6 +1,7 @@
 // The file of probe readings that `tavric transform -i` converts: one
-// "P,Q,R" line per reading (counts, numbers with a period, blanks around
-// them allowed); blank lines and lines starting with # are skipped.
+// reading P, Q, R a line (counts, numbers with a period), separated by
+// commas, or by spaces or tabs; blank lines and lines starting with # are
+// skipped, and so is a header line ("P,Q,R") before the first reading.
 #pragma once
 
 #include <istream>

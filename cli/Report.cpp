@@ -11,6 +11,7 @@
 #include "Commands.h"
 #include "FitOptions.h"
 #include "LoadCalibration.h"
+#include "OutputFiles.h"
 #include "Results.h"
 #include "tavric/CalibrationReport.h"
 #include "tavric/DataFile.h"
@@ -22,6 +23,7 @@ struct ReportOptions {
   std::string data;
   std::string calibration;
   std::string output;
+  bool force = false;
   FitOptions fit;
 };
 
@@ -80,13 +82,9 @@ int MakeReport(const ReportOptions& o) {
     return kExitUsage;
   }
   const std::string output = OutputFor(o);
-  for (const std::string& input : {o.data, o.calibration}) {
-    if (!input.empty() && SameFile(input, output)) {
-      std::cerr << "tavric report: the report " << output << " would replace " << input
-                << "; give another with -o\n";
-      return kExitUsage;
-    }
-  }
+  std::vector<std::string> inputs = {o.data};
+  if (loaded) inputs.push_back(o.calibration);
+  if (!OutputsAllowed("report", {{output, "report page"}}, inputs, o.force)) return kExitUsage;
 
   DataArray data;
   ReadDiagnostic diagnostic;
@@ -95,7 +93,7 @@ int MakeReport(const ReportOptions& o) {
   const std::vector<Sample> samples = samples_of(data);
   std::optional<Calibration> cal;
   if (loaded) {
-    cal = LoadOrExplain(o.calibration, false, "report", o.calibration);
+    cal = LoadOrExplain(o.calibration, false, "report", o.calibration, nullptr);
     if (!cal) return kExitFailure;
   } else {
     cal = calibrate(samples, options);
@@ -139,6 +137,7 @@ Command AddReport(CLI::App& app) {
   sub->add_option("-o,--output", o->output,
                   "Report page to write (default: DATA with the extension .html)")
       ->type_name("HTML");
+  AddForceOption(*sub, o->force);
   o->fit.Add(*sub);
   AddDecimalCommaOption(*sub);
   return {sub, [o] { return MakeReport(*o); }};

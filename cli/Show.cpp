@@ -19,7 +19,7 @@ std::string Column(const std::string& text, std::size_t width) {
 
 int RunShow(const ShowOptions& o) {
   const std::optional<Calibration> loaded =
-      LoadOrExplain(o.calibration, o.json, "show", o.calibration);
+      LoadOrExplain(o.calibration, o.json, "show", o.calibration, nullptr);
   if (!loaded) return kExitFailure;
   const Calibration& cal = *loaded;
   const Triple& offsets = cal.probe_offsets();
@@ -32,9 +32,7 @@ int RunShow(const ShowOptions& o) {
                     {"coefficients", {-offsets[0] + 0.0, -offsets[1] + 0.0, -offsets[2] + 0.0}}});
     for (const Term& t : terms)
       list.push_back({{"powers", {t.p, t.q, t.r}}, {"coefficients", t.coefficients}});
-    Json j = JsonHead("show");
-    j["input"] = o.calibration;
-    j["output"] = nullptr;
+    Json j = JsonHead("show", o.calibration, nullptr, nullptr);
     j["result"] = "OK";
     j["file"] = o.calibration;
     j["order"] = cal.order();

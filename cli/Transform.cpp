@@ -9,6 +9,7 @@
 
 #include "Commands.h"
 #include "LoadCalibration.h"
+#include "OutputFiles.h"
 #include "Readings.h"
 #include "tavric/DataFile.h"
 
@@ -32,7 +33,7 @@ Json Input(const TransformOptions& o) {
 
 int Failure(const TransformOptions& o, const std::string& text,
             const ReadDiagnostic* diagnostic = nullptr) {
-  return Fail(text, o.json, "transform", Input(o), nullptr, diagnostic);
+  return Fail(text, o.json, "transform", Input(o), nullptr, nullptr, diagnostic);
 }
 
 void PrintLine(const Triple& v) {
@@ -63,9 +64,7 @@ int TransformReadings(const TransformOptions& o, const Calibration& cal) {
     }
   }
   if (o.json) {
-    Json j = JsonHead("transform");
-    j["input"] = Input(o);
-    j["output"] = nullptr;
+    Json j = JsonHead("transform", Input(o), nullptr, nullptr);
     j["result"] = "OK";
     j["calibration"] = o.calibration;
     j["points"] = points;
@@ -79,7 +78,7 @@ int TransformData(const TransformOptions& o, const Calibration& cal) {
   DataArray data;
   std::string layout;
   ReadDiagnostic diagnostic;
-  const std::string read = ReadCalibrationDataFile(o.data, data, &layout, &diagnostic);
+  const std::string read = ReadCalibrationDataFile(InputPath(o.data), data, &layout, &diagnostic);
   if (read != "OK") return Failure(o, read, &diagnostic);
 
   const std::int32_t first = data.LBound(2);
@@ -98,9 +97,7 @@ int TransformData(const TransformOptions& o, const Calibration& cal) {
     }
   }
   if (o.json) {
-    Json j = JsonHead("transform");
-    j["input"] = Input(o);
-    j["output"] = nullptr;
+    Json j = JsonHead("transform", Input(o), nullptr, nullptr);
     j["result"] = "OK";
     j["calibration"] = o.calibration;
     j["data"] = o.data;
@@ -114,7 +111,7 @@ int TransformData(const TransformOptions& o, const Calibration& cal) {
 
 int RunTransform(const TransformOptions& o) {
   const std::optional<Calibration> cal =
-      LoadOrExplain(o.calibration, o.json, "transform", Input(o));
+      LoadOrExplain(o.calibration, o.json, "transform", Input(o), nullptr);
   if (!cal) return kExitFailure;
   if (!o.data.empty()) return TransformData(o, *cal);
   return TransformReadings(o, *cal);
@@ -133,15 +130,17 @@ Command AddTransform(CLI::App& app) {
       sub->add_option("READING", o->readings, "One reading: the three numbers P Q R")->expected(3);
   CLI::Option* input =
       sub->add_option("-i,--input", o->input,
-                      "File of P,Q,R lines, or - for standard input; prints X,Y,Z lines")
+                      "File of readings, or - for standard input: one P,Q,R a line, the numbers "
+                      "separated by commas, spaces or tabs, an optional header line first; "
+                      "prints X,Y,Z lines")
           ->type_name("FILE")
           ->check(ExistingFileOrStdin());
   CLI::Option* data =
       sub->add_option("--data", o->data,
-                      "Data file (marked or generic layout); prints each sample's machine "
-                      "position plus its deflection as X,Y,Z lines")
+                      "Data file (marked or generic layout), or - for standard input; prints "
+                      "each sample's machine position plus its deflection as X,Y,Z lines")
           ->type_name("DATA")
-          ->check(CLI::ExistingFile);
+          ->check(ExistingFileOrStdin());
   readings->excludes(input, data);
   input->excludes(data);
   sub->add_flag("--json", o->json, "Print the results as one JSON object");

@@ -5,6 +5,7 @@
 
 #include "Commands.h"
 #include "LoadCalibration.h"
+#include "OutputFiles.h"
 #include "tavric/DataFile.h"
 #include "tavric/Verification.h"
 
@@ -34,31 +35,36 @@ void PrintRow(const char* name, const ErrorSpread& s) {
             << Format("%10.3f", Micrometres(s.p95)) << '\n';
 }
 
+// The settings of a run: the truth the calibration is compared with, and
+// the reach of the comparison (null when it is made at the data's samples).
+Json Settings(const VerifyOptions& o) {
+  return {{"truth", o.truth}, {"reach_mm", o.data.empty() ? Json(o.reach) : Json(nullptr)}};
+}
+
 int RunVerify(const VerifyOptions& o) {
   const std::optional<Calibration> cal =
-      LoadOrExplain(o.calibration, o.json, "verify", o.calibration);
+      LoadOrExplain(o.calibration, o.json, "verify", o.calibration, Settings(o));
   if (!cal) return kExitFailure;
   sim::GroundTruth truth;
   try {
     truth = sim::ReadTruthJson(o.truth);
   } catch (const Error& e) {
-    return Fail(e.text(), o.json, "verify", o.calibration, nullptr);
+    return Fail(e.text(), o.json, "verify", o.calibration, nullptr, Settings(o));
   }
 
   std::vector<Sample> samples;
   if (!o.data.empty()) {
     DataArray data;
     ReadDiagnostic diagnostic;
-    const std::string read = ReadCalibrationDataFile(o.data, data, nullptr, &diagnostic);
-    if (read != "OK") return Fail(read, o.json, "verify", o.calibration, nullptr, &diagnostic);
+    const std::string read = ReadCalibrationDataFile(InputPath(o.data), data, nullptr, &diagnostic);
+    if (read != "OK")
+      return Fail(read, o.json, "verify", o.calibration, nullptr, Settings(o), &diagnostic);
     samples = samples_of(data);
   }
   const VerificationReport v = verify(*cal, truth, samples, o.reach);
 
   if (o.json) {
-    Json j = JsonHead("verify");
-    j["input"] = o.calibration;
-    j["output"] = nullptr;
+    Json j = JsonHead("verify", o.calibration, nullptr, Settings(o));
     j["result"] = "OK";
     j["truth"] = o.truth;
     j["data"] = o.data.empty() ? Json(nullptr) : Json(o.data);
@@ -117,14 +123,14 @@ Command AddVerify(CLI::App& app) {
   CLI::Option* data =
       sub->add_option("--data", o->data,
                       "Compare at the readings of this data file's samples, along and across the "
-                      "sphere's normal")
+                      "sphere's normal (- for standard input)")
           ->type_name("DATA")
-          ->check(CLI::ExistingFile);
+          ->check(ExistingFileOrStdin());
   sub->add_option("--reach", o->reach,
                   "Without --data: compare at readings whose true deflection is up to this size "
                   "in every direction, mm")
       ->type_name("MM")
-      ->check(CLI::PositiveNumber)
+      ->check(MoreThan(0))
       ->excludes(data)
       ->capture_default_str();
   AddDecimalCommaOption(*sub);

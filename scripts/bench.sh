@@ -107,7 +107,7 @@ for samples in (2000, 8000, 32767):
         iterations = int(t["iterations"])
         floor = iterations * ms(k)
         data = os.path.join(data_dir, f"scan-o{order}-n{samples}-marked.txt")
-        _, rss = tool_run(["calibrate", data, "--order", str(order), "-o", cal_file])
+        _, rss = tool_run(["calibrate", data, "--order", str(order), "-o", cal_file, "--force"])
         ceres = ms(c) if c else None
         ratio = ceres / ms(t) if c else None
         if order == 3 and samples == 32767:
@@ -116,7 +116,7 @@ for samples in (2000, 8000, 32767):
               f"| {dash(ratio, '.1f')} | {floor:.1f} | {ms(t) / floor:.2f} | {iterations} | {rss:.0f} MB |")
 
 data = os.path.join(data_dir, "scan-o3-n32767-marked.txt")
-whole = [tool_run(["calibrate", data, "-o", cal_file]) for _ in range(max(repetitions, 1))]
+whole = [tool_run(["calibrate", data, "-o", cal_file, "--force"]) for _ in range(max(repetitions, 1))]
 whole_ms = statistics.median(w[0] for w in whole)
 whole_rss = max(w[1] for w in whole)
 print(f"| `tavric calibrate`, order 3, 32,767 samples (whole process) | {whole_ms:.1f} | – | – | – "
@@ -153,7 +153,7 @@ for name, step in (("BM_RenderReportPage", "rendered in memory"), ("BM_WriteRepo
         r = find(f"{name}/samples:{samples}")
         print(f"| {step} | {samples:,} | {ms(r):.1f} | {int(r['bytes'])} |")
 page = os.path.join(data_dir, "report-32767.html")
-report_runs = [tool_run(["report", data, "-o", page]) for _ in range(max(repetitions, 1))]
+report_runs = [tool_run(["report", data, "-o", page, "--force"]) for _ in range(max(repetitions, 1))]
 report_ms = statistics.median(w[0] for w in report_runs)
 print(f"| `tavric report` (whole process: read, fit, page) | 32,767 | {report_ms:.1f} "
       f"| {os.path.getsize(page)} |")

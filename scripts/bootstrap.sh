@@ -12,4 +12,4 @@ cmake --build --preset release
 
 echo
 echo "Calibrating the bundled example:"
-build/release/cli/tavric calibrate examples/sphere-scan-marked.txt -o build/release/sphere-scan.cal
+build/release/cli/tavric calibrate examples/sphere-scan-marked.txt -o build/release/sphere-scan.cal --force

@@ -22,6 +22,7 @@ if ! command -v chromium >/dev/null 2>&1; then
        "(apt-get install chromium)"
   exit 77
 fi
+# The folder is this check's own: each run replaces what the last one left.
 mkdir -p "$out"
 check() {  # PAGE: checks it and keeps its screenshot and PDF beside it
   python3 scripts/check-report.py "$1" --max-bytes 5000000 \
@@ -30,11 +31,11 @@ check() {  # PAGE: checks it and keeps its screenshot and PDF beside it
 "$demo" "$out/report-demo.html" 32767
 check "$out/report-demo.html"
 
-"$tavric" simulate -o "$out/scan-32767.txt" --samples 32767 >/dev/null
-"$tavric" report "$out/scan-32767.txt" -o "$out/report-32767.html"
+"$tavric" simulate -o "$out/scan-32767.txt" --samples 32767 --force >/dev/null
+"$tavric" report "$out/scan-32767.txt" -o "$out/report-32767.html" --force
 check "$out/report-32767.html"
 
-"$tavric" calibrate examples/sphere-scan-marked.txt -o "$out/sphere-scan.cal" >/dev/null
+"$tavric" calibrate examples/sphere-scan-marked.txt -o "$out/sphere-scan.cal" --force >/dev/null
 "$tavric" report examples/sphere-scan-marked.txt --cal "$out/sphere-scan.cal" \
-  -o "$out/report-against-cal.html"
+  -o "$out/report-against-cal.html" --force
 check "$out/report-against-cal.html"

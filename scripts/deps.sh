@@ -6,7 +6,8 @@ set -euo pipefail
 
 TAVRIC_PACKAGES=(cmake g++ make libgtest-dev libgmock-dev libbenchmark-dev locales-all
                  libcli11-dev nlohmann-json3-dev pkg-config libeigen3-dev
-                 pybind11-dev python3-dev python3-numpy python3-pytest chromium)
+                 pybind11-dev python3-dev python3-numpy python3-pytest python3-jsonschema
+                 chromium help2man)
 # The fuzz targets (scripts/fuzz.sh): clang and its libFuzzer and sanitizer
 # runtimes.
 TAVRIC_FUZZ_PACKAGES=(clang-14 libclang-rt-14-dev)

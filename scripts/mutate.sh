@@ -211,8 +211,8 @@ mutation "check --json keeps the sphere keys after a failed fit" \
   cli/Check.cpp 'const bool fitted = r.result == "OK" && r.sphere_result == "OK";' \
   'const bool fitted = r.result == "OK";' cli
 mutation "show --json prints no object when loading fails" \
-  cli/LoadCalibration.cpp 'Fail(e.text(), json, command, input, nullptr, e.diagnostic());' \
-  '(void)json, Fail(e.text(), false, command, input, nullptr, e.diagnostic());' cli
+  cli/LoadCalibration.cpp 'Fail(e.text(), json, command, input, nullptr, settings, e.diagnostic());' \
+  '(void)json, Fail(e.text(), false, command, input, nullptr, settings, e.diagnostic());' cli
 mutation "calibrate --output-dir ignored" \
   cli/Calibrate.cpp 'if (!o.output_dir.empty()) return (fs::path(o.output_dir) / name).string();' \
   'if (false) return (fs::path(o.output_dir) / name).string();' cli

@@ -178,7 +178,7 @@ g++ -std=c++20 -O2 -ffp-contract=off -Iinclude -I"$LINUX/src/generated" \
 
 EXAMPLES=()
 if [ -d examples ]; then
-  while IFS= read -r f; do EXAMPLES+=("$ROOT/$f"); done < <(find examples -type f \
+  while IFS= read -r f; do EXAMPLES+=("$ROOT/$f"); done < <(find examples -maxdepth 1 -type f \
     \( -name '*.txt' -o -name '*.dat' -o -name '*.csv' \) ! -iname 'readme*' | sort)
 fi
 if [ ${#EXAMPLES[@]} -eq 0 ]; then
@@ -192,7 +192,7 @@ if [ "$HAVE_CLI" = 1 ]; then
   LINUX_CLI=$(find "$LINUX" -type f -name tavric -perm -u+x | head -1)
   [ -n "$LINUX_CLI" ] || die "the Linux tavric tool was built but cannot be found"
   for f in "${EXAMPLES[@]}"; do
-    "$LINUX_CLI" calibrate "$f" -o "$COMPARE/linux-cli-$(basename "$f").cal" --order 3 \
+    "$LINUX_CLI" calibrate "$f" -o "$COMPARE/linux-cli-$(basename "$f").cal" --order 3 --force \
       >"$COMPARE/linux-cli-$(basename "$f").log" 2>&1 ||
       die "tavric calibrate $(basename "$f") failed on Linux"
   done
@@ -391,7 +391,7 @@ run_arch() {
       name=$(basename "$f")
       rc=0
       timeout 300 wine "$exe" calibrate "$(winepath -w "$f")" \
-        -o "$(winepath -w "$out/cli-$name.cal")" --order 3 >"$out/cli-$name.log" 2>&1 || rc=$?
+        -o "$(winepath -w "$out/cli-$name.cal")" --order 3 --force >"$out/cli-$name.log" 2>&1 || rc=$?
       [ "$rc" = 0 ] || fail "$arch: tavric.exe calibrate $name exit code $rc"
       same_file "$COMPARE/linux-cli-$name.cal" "$out/cli-$name.cal" \
         "$arch: tavric.exe calibrate $name: file identical to the Linux tavric"

@@ -10,6 +10,8 @@ Failures raise tavric.CalibrationError (.text, .code, .code_number). Lengths
 are in mm, readings in counts. See docs/python.md.
 """
 
+__license__ = "Apache-2.0"
+
 from ._tavric import (
     Calibration,
     CalibrationError,

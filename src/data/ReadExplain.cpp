@@ -276,6 +276,10 @@ std::string WhatTheFileSeemsToBe(const std::string& path) {
     if (!hint.empty()) return hint;
     if (UCase(text).find("POLYNOMIAL CALIBRATION PARAMETERS") != std::string::npos)
       return "this is a calibration file, not a data file of scans";
+    const auto first = text.find_first_not_of(" \t\r\n");
+    if (first != std::string::npos && (text[first] == '{' || text[first] == '['))
+      return "the file looks like JSON (the truth file of a simulation?), which no reader of "
+             "this library takes";
     return {};
   } catch (...) {
     return {};

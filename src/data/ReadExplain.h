@@ -41,8 +41,8 @@ void ExplainLoadStop(ReadDiagnostic& diagnostic, const std::string& path, int er
                      const std::optional<TextFile::Place>& place);
 
 // What a file that is not what its reader expected seems to be (empty,
-// UTF-16, binary, starting with a byte-order mark, a calibration file), as a
-// hint; empty when it seems to be none of these.
+// UTF-16, binary, starting with a byte-order mark, a calibration file, JSON),
+// as a hint; empty when it seems to be none of these.
 std::string WhatTheFileSeemsToBe(const std::string& path);
 
 // `text` cut to 60 characters, with bytes that are not printable ASCII

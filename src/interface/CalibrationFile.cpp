@@ -53,14 +53,15 @@ std::string SaveCalibrationFunctions(const std::string& file_name) {
     Polynome3Variables& poly = Deref(s.polynomial);
     poly.CalibrationFileName(file_name);
     result = poly.WriteFile(file);
-    file.Close();
+    // Only a complete file replaces the one that was there.
+    if (result == "OK") {
+      file.Close();
+    } else {
+      file.Discard();
+    }
   } catch (...) {
     result = TrapText("SaveCalibrationFunctions Error n°", CurrentErrorInfo(), " ");
-    try {
-      file.Close();
-    } catch (...) {
-      // The first error is the one reported.
-    }
+    file.Discard();
   }
   return result;
 }

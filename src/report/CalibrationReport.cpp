@@ -305,11 +305,13 @@ std::vector<int> detect_scans(std::span<const Sample> samples) {
   // one at the scan's start. The first such triple holds the turn.
   const std::size_t s = std::max<std::size_t>(1, n / 400);
   std::size_t start = 0;
-  std::optional<Vec3> reference;
+  // The normal at the scan's start, once one is known.
+  bool have_reference = false;
+  Vec3 reference{0.0, 0.0, 0.0};
   for (std::size_t k = s; k + s < n; ++k) {
     if (starts[k - s]) {  // the scan after a jump starts here
       start = k - s;
-      reference.reset();
+      have_reference = false;
     }
     if (k - s < start) continue;
     bool crosses_jump = false;
@@ -321,12 +323,13 @@ std::vector<int> detect_scans(std::span<const Sample> samples) {
     const double size = Norm(m);
     if (!(size > 1e-6 * Norm(a) * Norm(b))) continue;  // straight: no plane
     const Vec3 normal = {m[0] / size, m[1] / size, m[2] / size};
-    if (!reference) {
+    if (!have_reference) {
       reference = normal;
-    } else if (Dot(*reference, normal) < kSamePlane) {
+      have_reference = true;
+    } else if (Dot(reference, normal) < kSamePlane) {
       start = SharpestTurn(samples, start, k, s);
       starts[start] = true;
-      reference.reset();
+      have_reference = false;
     }
   }
   int scan = 1;

@@ -8,6 +8,7 @@
 #include <limits>
 #include <system_error>
 
+#include "runtime/AtomicFile.h"
 #include "runtime/NumberText.h"
 #include "tavric/RuntimeError.h"
 
@@ -19,63 +20,22 @@ namespace fs = std::filesystem;
 bool IsBlank(char c) { return c == ' ' || c == '\t'; }
 bool IsLineEnd(char c) { return c == '\r' || c == '\n'; }
 
-// File names are UTF-8. The Windows C runtime reads narrow names in the ANSI
-// code page, so there they go through the wide-character functions.
-fs::path NativePath(const std::string& path) {
+std::FILE* OpenForInput(const std::string& path) {
 #ifdef _WIN32
-  try {
-    return fs::path(std::u8string(path.begin(), path.end()));
-  } catch (const std::exception&) {
-    Raise(err::kPathFileAccess);  // not valid UTF-8
-  }
+  return _wfopen(NativePath(path).c_str(), L"rb");
 #else
-  return fs::path(path);
+  return std::fopen(path.c_str(), "rb");
 #endif
-}
-
-std::FILE* OpenStream(const std::string& path, bool for_input) {
-#ifdef _WIN32
-  return _wfopen(NativePath(path).c_str(), for_input ? L"rb" : L"wb");
-#else
-  return std::fopen(path.c_str(), for_input ? "rb" : "wb");
-#endif
-}
-
-bool ParentExists(const std::string& path) {
-  std::error_code ec;
-  const fs::path parent = NativePath(path).parent_path();
-  return parent.empty() || fs::is_directory(parent, ec);
-}
-
-[[noreturn]] void RaiseOpenError(const std::string& path, int error_number, bool for_input) {
-  std::error_code ec;
-  if (fs::is_directory(NativePath(path), ec)) Raise(err::kPathFileAccess);
-  switch (error_number) {
-    case ENOENT:
-      if (!ParentExists(path)) Raise(err::kPathNotFound);
-      Raise(for_input ? err::kFileNotFound : err::kPathNotFound);
-    case ENOTDIR:
-      Raise(err::kPathNotFound);
-    case EACCES:
-    case EPERM:
-    case EROFS:
-      Raise(err::kPermissionDenied);
-    case ENOSPC:
-      Raise(err::kDiskFull);
-    default:
-      Raise(err::kPathFileAccess);
-  }
-}
-
-[[noreturn]] void RaiseWriteError(int error_number) {
-  Raise(error_number == ENOSPC ? err::kDiskFull : err::kDeviceIO);
 }
 
 }  // namespace
 
-TextFile::~TextFile() {
-  if (out_ != nullptr) std::fclose(out_);
-}
+TextFile::TextFile() = default;
+
+TextFile::TextFile(const std::string& path, Mode mode) { Open(path, mode); }
+
+// An output file that was not closed is discarded.
+TextFile::~TextFile() = default;
 
 void TextFile::Open(const std::string& path, Mode mode) {
   if (open_) Close();
@@ -85,7 +45,7 @@ void TextFile::Open(const std::string& path, Mode mode) {
   mode_ = mode;
   if (mode == Mode::kInput) {
     errno = 0;
-    std::FILE* f = OpenStream(path, true);
+    std::FILE* f = OpenForInput(path);
     if (f == nullptr) RaiseOpenError(path, errno, true);
     // Read whole, into a buffer of the file's size when it is known (it
     // still grows if the file does).
@@ -109,9 +69,7 @@ void TextFile::Open(const std::string& path, Mode mode) {
     last_start_ = 0;
     at_record_start_ = true;
   } else {
-    errno = 0;
-    out_ = OpenStream(path, false);
-    if (out_ == nullptr) RaiseOpenError(path, errno, false);
+    out_ = std::make_unique<AtomicFile>(path);
   }
   open_ = true;
 }
@@ -122,15 +80,16 @@ void TextFile::Close() {
   content_.clear();
   pos_ = 0;
   if (out_ != nullptr) {
-    std::FILE* f = out_;
-    out_ = nullptr;
-    errno = 0;
-    const bool flushed = std::fflush(f) == 0;
-    const int flush_errno = errno;
-    const bool closed = std::fclose(f) == 0;
-    if (!flushed) RaiseWriteError(flush_errno);
-    if (!closed) RaiseWriteError(errno);
+    const std::unique_ptr<AtomicFile> file = std::move(out_);
+    file->Commit();
   }
+}
+
+void TextFile::Discard() noexcept {
+  open_ = false;
+  content_.clear();
+  pos_ = 0;
+  out_.reset();
 }
 
 void TextFile::RequireMode(Mode mode) const {
@@ -298,14 +257,11 @@ void TextFile::PrintLine(const std::string& line) { Print(line + "\r\n"); }
 
 void TextFile::Print(const std::string& text) {
   RequireMode(Mode::kOutput);
-  errno = 0;
-  if (std::fwrite(text.data(), 1, text.size(), out_) != text.size()) RaiseWriteError(errno);
+  out_->Write(text.data(), text.size());
 }
 
 void WriteWholeTextFile(const std::string& path, const std::string& text) {
-  TextFile file(path, TextFile::Mode::kOutput);
-  file.Print(text);
-  file.Close();
+  WriteFileAtomically(path, text);
 }
 
 }  // namespace tavric

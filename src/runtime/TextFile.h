@@ -26,6 +26,11 @@
 // as plain integers, and ends the record with CR LF; Print writes text as it
 // is and PrintLine adds CR LF.
 //
+// Output files are written whole or not at all (runtime/AtomicFile.h): the
+// records go to a temporary file beside the target, which Close puts in the
+// target's place. An output file that is discarded, or destroyed without
+// Close, leaves an existing target as it was.
+//
 // Errors on opening: a missing file 53, a missing folder 76, a folder given
 // as a file 75, access refused 70, any other failure 75. A failed write is 61
 // when the disk is full and 57 otherwise.
@@ -34,11 +39,14 @@
 #include <cstdint>
 #include <cstdio>
 #include <initializer_list>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <variant>
 
 namespace tavric {
+
+class AtomicFile;
 
 class TextFile {
  public:
@@ -47,15 +55,18 @@ class TextFile {
   // One item of a written record.
   using Item = std::variant<std::string, double, long long>;
 
-  TextFile() = default;
-  TextFile(const std::string& path, Mode mode) { Open(path, mode); }
+  TextFile();
+  TextFile(const std::string& path, Mode mode);
   ~TextFile();
   TextFile(const TextFile&) = delete;
   TextFile& operator=(const TextFile&) = delete;
 
   void Open(const std::string& path, Mode mode);
-  // Closes the file; a failure to flush an output file raises 61 or 57.
+  // Closes the file; an output file then replaces its target (a failure to
+  // write it raises 61 or 57 and leaves the target as it was).
   void Close();
+  // Closes the file; an output file is dropped, its target left as it was.
+  void Discard() noexcept;
   bool IsOpen() const noexcept { return open_; }
 
   // Reading (input mode).
@@ -106,11 +117,11 @@ class TextFile {
   bool at_record_start_ = true;
   std::size_t last_start_ = 0;
   // Output state.
-  std::FILE* out_ = nullptr;
+  std::unique_ptr<AtomicFile> out_;
 };
 
 // Writes `text` as the whole content of the file at `path`, replacing it
-// (the errors of Open, Print and Close above).
+// whole or not at all (the errors of Open, Print and Close above).
 void WriteWholeTextFile(const std::string& path, const std::string& text);
 
 }  // namespace tavric

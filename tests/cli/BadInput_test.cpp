@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <functional>
+#include <ostream>
 
 #include "CliRun.h"
 #include "tavric/ScanSimulator.h"
@@ -144,6 +145,9 @@ struct BadFile {
   // A text the lines after it contain (the explanation), or "" for none.
   const char* context;
 };
+
+// Names a case by its name in test output (instead of its bytes).
+void PrintTo(const BadFile& file, std::ostream* os) { *os << file.name; }
 
 const std::string kDirectory = "<directory>";
 const std::string kMissing = "<missing>";

@@ -176,6 +176,7 @@ TEST(CliStrict, AWarningGivesStatusThreeOnlyWithStrict) {
         subcommand, kMarked, "-o", dir.File("a.cal"), "--max-normal-uncertainty", "0.1"};
     std::vector<std::string> run = args;
     if (std::string(subcommand) == "check") run.erase(run.begin() + 2, run.begin() + 4);
+    if (std::string(subcommand) == "calibrate") run.insert(run.begin() + 1, "--force");
     const auto lenient = RunCli(run);
     EXPECT_EQ(lenient.status, 0) << subcommand << ": " << lenient.err;
     EXPECT_TRUE(Contains(lenient.out, "[normal-uncertainty]")) << lenient.out;
@@ -232,7 +233,7 @@ TEST(CliDecimalComma, EverySubcommandThatReadsDataReadsCommasWithIt) {
   ASSERT_EQ(RunCli({"calibrate", kGeneric, "-o", cal}).status, 0);
   const std::string truth = Example("sphere-scan-truth.json");
   const std::vector<std::vector<std::string>> runs = {
-      {"calibrate", "DATA", "-o", dir.File("out.cal"), "--json"},
+      {"calibrate", "DATA", "-o", dir.File("out.cal"), "--json", "--force"},
       {"check", "DATA", "--json"},
       {"transform", cal, "--data", "DATA", "--json"},
       {"verify", cal, "--truth", truth, "--data", "DATA", "--json"}};

@@ -326,6 +326,8 @@ INSTANTIATE_TEST_SUITE_P(Simulate, SimulateOptionRow, ::testing::ValuesIn(kSimul
 // input), each with the test that checks it.
 const std::map<std::pair<std::string, std::string>, std::string> kTestedElsewhere = {
     {{"calibrate", "--output"}, "CliCalibrate.JsonOutputHoldsTheLibrarysNumbers"},
+    {{"calibrate", "--force"}, "CliSafeFiles.AnExistingFileIsReplacedOnlyWithForce"},
+    {{"simulate", "--force"}, "CliSafeFiles.SimulateReplacesAnExistingDataFileOnlyWithForce"},
     {{"calibrate", "--output-dir"},
      "CliCalibrate.SeveralFilesAreCalibratedAsEachAloneIntoTheFolder"},
     {{"calibrate", "--jobs"}, "CliCalibrate.SeveralFilesAreCalibratedAsEachAloneIntoTheFolder"},

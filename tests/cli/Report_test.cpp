@@ -184,7 +184,7 @@ TEST(ReportCommandFiles, RefusesToReplaceTheDataFileUnderAnyOfItsNames) {
        {dir.File("scan.txt"), dir.File("sub") + "/../scan.txt", dir.File("./scan.txt")}) {
     const CliResult r = RunCli({"report", dir.File("scan.txt"), "-o", output});
     EXPECT_EQ(r.status, 2) << output;
-    EXPECT_TRUE(Contains(r.err, "would replace " + dir.File("scan.txt"))) << r.err;
+    EXPECT_TRUE(Contains(r.err, "would replace the input file " + dir.File("scan.txt"))) << r.err;
   }
   EXPECT_EQ(ReadFileBytes(dir.File("scan.txt")), before);
 }
@@ -196,7 +196,7 @@ TEST(ReportCommandFiles, RefusesToReplaceTheCalibrationFile) {
   const CliResult r = RunCli({"report", Example("sphere-scan-marked.txt"), "--cal",
                               dir.File("s.cal"), "-o", dir.File("s.cal")});
   EXPECT_EQ(r.status, 2);
-  EXPECT_TRUE(Contains(r.err, "would replace " + dir.File("s.cal"))) << r.err;
+  EXPECT_TRUE(Contains(r.err, "would replace the input file " + dir.File("s.cal"))) << r.err;
 }
 
 TEST(ReportCommandFiles, AFitOptionWithACalibrationFileIsAUsageError) {

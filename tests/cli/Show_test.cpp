@@ -83,9 +83,11 @@ TEST(CliShow, AFileThatIsNoCalibrationFailsWithTheLoadText) {
   testing::WriteFileBytes(dir.File("empty.cal"), "");
   const auto r = RunCli({"show", dir.File("empty.cal")});
   EXPECT_EQ(r.status, 1);
+  // The library's text alone on its first line, then what the file is.
   EXPECT_EQ(testing::FirstLine(r.err),
             "LoadCalibrationFunctions Error n\u00b062 Input past end of file")
       << r.err;
+  EXPECT_NE(r.err.find("\nhint: the file is empty\n"), std::string::npos) << r.err;
   EXPECT_EQ(RunCli({"show", dir.File("missing.cal")}).status, 2);
 }
 

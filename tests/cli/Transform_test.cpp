@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "CliRun.h"
+#include "ExampleCalibration.h"
 #include "tavric/ClsProbeCalibration.h"
 #include "tavric/DataFile.h"
 
@@ -20,19 +21,9 @@ using testing::WriteFileBytes;
 const std::string kMarked = Example("sphere-scan-marked.txt");
 const std::string kGeneric = Example("sphere-scan-generic.txt");
 
-// A calibration of the marked example, made once by the tool.
-class CliTransform : public ::testing::Test {
+// The tests share one calibration of the marked example.
+class CliTransform : public testing::ExampleCalibrationSuite {
  protected:
-  static void SetUpTestSuite() {
-    dir_ = new TempDir;
-    calibration_ = dir_->File("example.cal");
-    ASSERT_EQ(RunCli({"calibrate", kMarked, "-o", calibration_}).status, 0);
-  }
-  static void TearDownTestSuite() {
-    delete dir_;
-    dir_ = nullptr;
-  }
-
   // The library's conversion of a reading with the same calibration file.
   static std::array<double, 3> Library(double p, double q, double r) {
     ClsProbeCalibration cal;
@@ -47,13 +38,7 @@ class CliTransform : public ::testing::Test {
     std::snprintf(buffer, sizeof buffer, "%.15g,%.15g,%.15g\n", v[0], v[1], v[2]);
     return buffer;
   }
-
-  static TempDir* dir_;
-  static std::string calibration_;
 };
-
-TempDir* CliTransform::dir_ = nullptr;
-std::string CliTransform::calibration_;
 
 TEST_F(CliTransform, AReadingOnTheCommandLineGivesTheLibrarysDeflection) {
   const auto r = RunCli({"transform", calibration_, "1200", "-350", "80"});

@@ -48,14 +48,14 @@ bool Has(const std::vector<std::string>& codes, const std::string& code) {
 
 TEST(CliTrust, AWellDesignedScanShowsItsUncertaintyAndPassesStrict) {
   TempDir dir;
-  const auto r = RunCli({"calibrate", kMarked, "-o", dir.File("a.cal"), "--strict"});
+  const auto r = RunCli({"calibrate", "--force", kMarked, "-o", dir.File("a.cal"), "--strict"});
   EXPECT_EQ(r.status, 0) << r.out << r.err;
   EXPECT_TRUE(Contains(r.out,
                        "Uncertainty   : deflection (95 %) normal \u00b10.31 \u00b5m, across "
                        "\u00b163 \u00b5m; radius \u00b10.25 \u00b5m\n"))
       << r.out;
   EXPECT_TRUE(Contains(r.out, "Warnings      : none\n")) << r.out;
-  const auto j = Json(RunCli({"calibrate", kMarked, "-o", dir.File("a.cal"), "--json"}));
+  const auto j = Json(RunCli({"calibrate", "--force", kMarked, "-o", dir.File("a.cal"), "--json"}));
   EXPECT_EQ(j["warnings"].size(), 0u);
   // The JSON's expanded uncertainties are twice the library's 95th
   // percentiles.
@@ -72,7 +72,7 @@ TEST(CliTrust, AScanWhoseDeflectionNeverVariesFailsStrictWithItsFigures) {
   TempDir dir;
   const std::string data =
       Simulated(dir, "flat", [](sim::Scenario& s) { s.deflection.variation = 0.0; });
-  const auto r = RunCli({"calibrate", data, "--strict"});
+  const auto r = RunCli({"calibrate", "--force", data, "--strict"});
   EXPECT_EQ(r.status, 3) << r.err;
   EXPECT_TRUE(Contains(r.out, "[constant-deflection] The deflection's size varies by only 0."))
       << r.out;
@@ -82,7 +82,7 @@ TEST(CliTrust, AScanWhoseDeflectionNeverVariesFailsStrictWithItsFigures) {
       << r.out;
   // Without --strict the result is still "OK" with exit status 0, and the
   // calibration is written.
-  const auto plain = RunCli({"calibrate", data, "--json"});
+  const auto plain = RunCli({"calibrate", "--force", data, "--json"});
   EXPECT_EQ(plain.status, 0);
   const auto j = Json(plain);
   EXPECT_TRUE(Has(Codes(j), "constant-deflection"));
@@ -102,7 +102,7 @@ TEST(CliTrust, AKnownRadiusRemovesTheGainRadiusWarning) {
   TempDir dir;
   const std::string data =
       Simulated(dir, "flat", [](sim::Scenario& s) { s.deflection.variation = 0.0; });
-  const auto r = RunCli({"calibrate", data, "--radius", "12.5", "--json"});
+  const auto r = RunCli({"calibrate", "--force", data, "--radius", "12.5", "--json"});
   ASSERT_EQ(r.status, 0) << r.err;
   const auto j = Json(r);
   EXPECT_EQ(j["sphere"]["radius"], 12.5);
@@ -114,7 +114,7 @@ TEST(CliTrust, AKnownRadiusRemovesTheGainRadiusWarning) {
   // What fitting the radius would have given is reported beside it.
   EXPECT_GT(j["uncertainty"]["radius_fitted"]["at_samples_um"]["normal"]["p95"].get<double>(),
             3.0 * j["uncertainty"]["at_samples_um"]["normal"]["p95"].get<double>());
-  const auto text = RunCli({"calibrate", data, "--radius", "12.5"});
+  const auto text = RunCli({"calibrate", "--force", data, "--radius", "12.5"});
   EXPECT_TRUE(Contains(text.out, "Sphere radius : 12.500000 mm (held)\n")) << text.out;
   EXPECT_TRUE(Contains(text.out, "; radius held (fitted: radius \u00b1")) << text.out;
 }
@@ -122,12 +122,12 @@ TEST(CliTrust, AKnownRadiusRemovesTheGainRadiusWarning) {
 TEST(CliTrust, TooFewPlanesForTheOrderAreWarned) {
   TempDir dir;
   const std::string data = Simulated(dir, "three", [](sim::Scenario& s) { s.plan.planes = 2; });
-  const auto j = Json(RunCli({"calibrate", data, "--json"}));
+  const auto j = Json(RunCli({"calibrate", "--force", data, "--json"}));
   EXPECT_TRUE(Has(Codes(j), "few-planes"));
   EXPECT_EQ(j["bidirectional_planes"], 3);
   // A second-order fit needs three planes: no warning.
-  EXPECT_FALSE(
-      Has(Codes(Json(RunCli({"calibrate", data, "--json", "--order", "2"}))), "few-planes"));
+  EXPECT_FALSE(Has(Codes(Json(RunCli({"calibrate", "--force", data, "--json", "--order", "2"}))),
+                   "few-planes"));
 }
 
 TEST(CliTrust, AnOrderTooLowForTheProbeLeavesAPatternInTheResiduals) {
@@ -138,8 +138,8 @@ TEST(CliTrust, AnOrderTooLowForTheProbeLeavesAPatternInTheResiduals) {
 
 TEST(CliTrust, StoppingAtTheIterationLimitWhileStillMovingIsWarned) {
   TempDir dir;
-  const auto j = Json(
-      RunCli({"calibrate", kMarked, "-o", dir.File("a.cal"), "--json", "--max-iterations", "0"}));
+  const auto j = Json(RunCli({"calibrate", "--force", kMarked, "-o", dir.File("a.cal"), "--json",
+                              "--max-iterations", "0"}));
   EXPECT_EQ(j["stop_reason"], "iteration limit");
   EXPECT_TRUE(Has(Codes(j), "still-moving"));
 }
@@ -243,7 +243,7 @@ TEST(CliTrust, TheCalibrationNeverReplacesItsDataFile) {
   testing::WriteFileBytes(data, ReadFileBytes(kMarked));
   const auto r = RunCli({"calibrate", data, "-o", data});
   EXPECT_EQ(r.status, 2);
-  EXPECT_TRUE(Contains(r.err, "would replace the data file")) << r.err;
+  EXPECT_TRUE(Contains(r.err, "would replace the input file")) << r.err;
   EXPECT_EQ(ReadFileBytes(data), ReadFileBytes(kMarked));
   // The default name of a data file already called .cal is the file itself.
   const std::string cal_named = dir.File("scan.cal");
@@ -286,6 +286,7 @@ TEST(CliBatch, ManyFilesOnTwoThreadsGiveTheFilesOfEachAlone) {
   }
   // --json prints one object per line, in the order of the inputs.
   args.push_back("--json");
+  args.push_back("--force");
   const auto lines = RunCli(args);
   std::istringstream in(lines.out);
   std::string line;

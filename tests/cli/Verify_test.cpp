@@ -1,6 +1,7 @@
 // tavric verify: a calibration of the bundled example against the truth the
 // simulator wrote with it, compared with the library's verification.
 #include "CliRun.h"
+#include "ExampleCalibration.h"
 #include "tavric/Calibration.h"
 #include "tavric/DataFile.h"
 #include "tavric/Verification.h"
@@ -16,19 +17,9 @@ using testing::TempDir;
 const std::string kMarked = Example("sphere-scan-marked.txt");
 const std::string kTruth = Example("sphere-scan-truth.json");
 
-// A calibration of the marked example, made once by the tool.
-class CliVerify : public ::testing::Test {
+// The tests share one calibration of the marked example.
+class CliVerify : public testing::ExampleCalibrationSuite {
  protected:
-  static void SetUpTestSuite() {
-    dir_ = new TempDir;
-    calibration_ = dir_->File("example.cal");
-    ASSERT_EQ(RunCli({"calibrate", kMarked, "-o", calibration_}).status, 0);
-  }
-  static void TearDownTestSuite() {
-    delete dir_;
-    dir_ = nullptr;
-  }
-
   // `tavric verify` of the calibration with `args` and --json.
   static nlohmann::json Verify(std::vector<std::string> args) {
     args.insert(args.begin(), {"verify", calibration_, "--truth", kTruth, "--json"});
@@ -59,13 +50,7 @@ class CliVerify : public ::testing::Test {
       EXPECT_EQ(j["centre_error_um"][i].get<double>(), v.centre_error[i] * 1000.0) << i;
     EXPECT_EQ(j["radius_error_um"].get<double>(), v.radius_error * 1000.0);
   }
-
-  static TempDir* dir_;
-  static std::string calibration_;
 };
-
-TempDir* CliVerify::dir_ = nullptr;
-std::string CliVerify::calibration_;
 
 TEST_F(CliVerify, JsonHoldsTheLibrarysComparisonOfTheExample) {
   const auto j = Verify({});

@@ -23,6 +23,11 @@ for f in "$prefix/include/tavric/ClsProbeCalibration.h" "$prefix/include/tavric/
          "$libdir/cmake/tavric/tavricTargets.cmake" "$libdir/libtavric.a"; do
   [ -f "$f" ] || { echo "not installed: $f"; exit 1; }
 done
+# The licence: its text, and its SPDX identifier in the package metadata.
+[ -f "$prefix/share/doc/tavric/LICENSE" ] || { echo "not installed: LICENSE"; exit 1; }
+grep -qx "License: Apache-2.0" "$pc" || { echo "tavric.pc names no licence"; exit 1; }
+grep -q 'set(tavric_LICENSE "Apache-2.0")' "$libdir/cmake/tavric/tavricConfig.cmake" ||
+  { echo "tavricConfig.cmake names no licence"; exit 1; }
 if grep -q "tavric_flags\|tavric::flags" "$libdir"/cmake/tavric/*.cmake; then
   echo "the internal flags target leaked into the exported targets"; exit 1
 fi
@@ -47,5 +52,10 @@ cmp "$work/cmake-consumer.txt" "$work/pc-consumer.txt"
 if [ "$with_cli" = cli ]; then
   "$prefix/bin/tavric" version | grep -q "^Tavric"
   "$prefix/bin/tavric" check "$data" > /dev/null
+  [ -f "$prefix/share/bash-completion/completions/tavric" ] ||
+    { echo "not installed: the bash completion"; exit 1; }
+  if command -v help2man > /dev/null; then
+    [ -f "$prefix/share/man/man1/tavric.1" ] || { echo "not installed: the manual page"; exit 1; }
+  fi
 fi
 echo "packaging OK"
