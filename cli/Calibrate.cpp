@@ -113,6 +113,14 @@ int OutcomeStatus(const Outcome& r, bool strict) {
   return FitStatus(*r.calibration, strict);
 }
 
+// What the file system says about a calibration file that was not written.
+std::unique_ptr<ReadDiagnostic> SaveDiagnostic(const Outcome& r) {
+  auto d = std::make_unique<ReadDiagnostic>();
+  d->file = r.output;
+  d->hint = WhyNotWritten(r.output);
+  return d;
+}
+
 int ReportOne(const Outcome& r, const CalibrateOptions& o, const Options& options) {
   if (o.json) PrintJson(OutcomeJson(r, options));
   if (!r.calibration) return Fail(r.failure, r.diagnostic.get());
@@ -123,7 +131,7 @@ int ReportOne(const Outcome& r, const CalibrateOptions& o, const Options& option
     PrintField("Written", r.save_failure.empty() ? r.output : "no");
     PrintWarnings(r.calibration->warnings());
   }
-  if (!r.save_failure.empty()) return Fail(r.save_failure);
+  if (!r.save_failure.empty()) return Fail(r.save_failure, SaveDiagnostic(r).get());
   return OutcomeStatus(r, o.strict);
 }
 
@@ -212,7 +220,11 @@ int RunCalibrate(const CalibrateOptions& o) {
         for (const std::string& line : DiagnosticLines(*r.diagnostic))
           std::cerr << "  " << line << '\n';
     }
-    if (!r.save_failure.empty()) std::cerr << r.data << ": " << r.save_failure << '\n';
+    if (!r.save_failure.empty()) {
+      std::cerr << r.data << ": " << r.save_failure << '\n';
+      for (const std::string& line : DiagnosticLines(*SaveDiagnostic(r)))
+        std::cerr << "  " << line << '\n';
+    }
   }
   return status;
 }

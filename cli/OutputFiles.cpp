@@ -1,5 +1,7 @@
 #include "OutputFiles.h"
 
+#include <unistd.h>
+
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -126,6 +128,20 @@ std::string InputPath(const std::string& name) {
     out << std::cin.rdbuf();
   }
   return saved.path;
+}
+
+std::string WhyNotWritten(const std::string& path) {
+  std::error_code ec;
+  const fs::path file(path);
+  const fs::path folder = file.has_parent_path() ? file.parent_path() : fs::path(".");
+  if (fs::is_directory(file, ec)) return path + " is a folder; give a file name";
+  if (!fs::exists(folder, ec))
+    return "the folder " + folder.string() + " does not exist; create it first";
+  if (!fs::is_directory(folder, ec)) return folder.string() + " is not a folder";
+  if (access(folder.c_str(), W_OK) != 0)
+    return "this user cannot write into the folder " + folder.string();
+  return "the disk may be full, or the device failed; an existing file of that name was left "
+         "as it was";
 }
 
 std::string InputName(const std::string& path) {

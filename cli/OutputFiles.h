@@ -70,6 +70,11 @@ class OutputTarget {
   std::string folder_;
 };
 
+// Why writing the file `path` may have failed, from what the file system
+// shows now: a missing folder, a folder in the file's place, a folder this
+// user cannot write; else a full disk or a device error.
+std::string WhyNotWritten(const std::string& path);
+
 // The path to read a data file or reading list from: `name` itself, or, for
 // "-", a file holding all of standard input (read once per run).
 std::string InputPath(const std::string& name);

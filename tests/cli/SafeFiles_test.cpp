@@ -92,6 +92,9 @@ TEST(CliSafeFiles, AFailedSaveStillPrintsTheResultsAndExitsWithOne) {
   EXPECT_TRUE(Contains(text.out, "Written       : no")) << text.out;
   EXPECT_EQ(text.err.rfind("SaveCalibrationFunctions Error n\u00b076 Path not found\n", 0), 0u)
       << text.err;
+  EXPECT_TRUE(Contains(text.err, "\nfile: " + cal + "\nhint: the folder " +
+                                     dir.File("no/such/folder") + " does not exist"))
+      << text.err;
   const auto json = RunCli({"calibrate", kMarked, "-o", cal, "--json"});
   EXPECT_EQ(json.status, 1);
   const auto j = testing::Json(json);
@@ -99,6 +102,23 @@ TEST(CliSafeFiles, AFailedSaveStillPrintsTheResultsAndExitsWithOne) {
   EXPECT_TRUE(j["fit_rms_um"].is_number());
   EXPECT_TRUE(j["file"].is_null());
   EXPECT_EQ(j["save_error"], "SaveCalibrationFunctions Error n\u00b076 Path not found");
+}
+
+TEST(CliSafeFiles, AFailedSaveSaysWhyTheFileCouldNotBeWritten) {
+  TempDir dir;
+  fs::create_directories(dir.File("taken.cal"));
+  const auto folder = RunCli({"calibrate", kMarked, "-o", dir.File("taken.cal"), "--force"});
+  EXPECT_EQ(folder.status, 1);
+  EXPECT_TRUE(Contains(folder.err, "hint: " + dir.File("taken.cal") + " is a folder"))
+      << folder.err;
+  if (geteuid() != 0) {  // root writes into any folder
+    fs::create_directories(dir.File("locked"));
+    fs::permissions(dir.File("locked"), fs::perms::owner_read | fs::perms::owner_exec);
+    const auto locked = RunCli({"calibrate", kMarked, "-o", dir.File("locked/probe.cal")});
+    fs::permissions(dir.File("locked"), fs::perms::owner_all);
+    EXPECT_EQ(locked.status, 1);
+    EXPECT_TRUE(Contains(locked.err, "hint: this user cannot write into the folder")) << locked.err;
+  }
 }
 
 // Runs `tavric args...` through the shell with standard output sent to
