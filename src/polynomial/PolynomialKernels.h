@@ -43,6 +43,33 @@ template <class V, int kOrder>
   }
 }
 
+// The monomials of one reading in term order, as Polynome3Variables::Value
+// runs through them: m starts at 1 and is multiplied by R within the
+// innermost loop, restarting from its value before it times Q, then times P.
+// out[t] = monomial of term t + 1. kOrder: the order, or 0 to read `order`.
+template <int kOrder>
+[[gnu::always_inline]] inline void RunningMonomials(int order, double P, double Q, double R,
+                                                    double* out) {
+  const int n = kOrder > 0 ? kOrder : order;
+  double m = 1.0;
+  std::size_t t = 0;
+#pragma GCC unroll 4
+  for (int i = 0; i <= n; ++i) {
+    const double mP = m;
+#pragma GCC unroll 4
+    for (int j = 0; j <= n - i; ++j) {
+      const double mPQ = m;
+#pragma GCC unroll 4
+      for (int k = 0; k <= n - i - j; ++k) {
+        out[t++] = m;
+        m = m * R;
+      }
+      m = mPQ * Q;
+    }
+    m = mP * P;
+  }
+}
+
 // out[3 i + a] = output a (X, Y, Z) of the polynomial of `order` with the
 // coefficient table `coefficients` (X, Y, Z of term t at 3 t .. 3 t + 2, terms
 // in the polynomial's order) at the readings (readings[3 i + j] + shift[j])
