@@ -106,7 +106,9 @@ void Polynome3Variables::PowerInto(double P, double Q, double R, Array1<double>&
 }
 
 void Polynome3Variables::Monomials(double P, double Q, double R, double* out) const noexcept {
-  kernels::RunningMonomials<0>(order_, P, Q, R, out);
+#define TAVRIC_CALL(O) kernels::RunningMonomials<O>(order_, P, Q, R, out)
+  TAVRIC_FOR_ORDER(order_, TAVRIC_CALL);
+#undef TAVRIC_CALL
 }
 
 bool Polynome3Variables::ValuesAt(const double* readings, std::size_t count, const double shift[3],
