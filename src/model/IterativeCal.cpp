@@ -267,27 +267,20 @@ bool IterativeCal::FormNormalEquations(const Array1<double>& f, Array2<double>& 
       f.LBound() != 1 || f.UBound() != samples_)
     return false;
   const simd::Isa isa = simd::Active();
-  const Polynome3Variables& poly = Deref(poly_);
+  const Int32 terms = Deref(poly_).TermCount();
   normal_.Start(m_, isa);
-  const auto n = static_cast<std::size_t>(samples_);
-  kernels::JacobianInputs in;
-  in.order = poly.Order();
-  in.terms = poly.TermCount();
-  in.p = columns_.data();
-  in.q = in.p + n;
-  in.r = in.q + n;
-  in.work = work_.Data();
-  in.radius_fitted = !RadiusHeld();
-  block_monomials_.resize(static_cast<std::size_t>(NormalEquations::kBlock) *
-                          static_cast<std::size_t>(in.terms));
-  in.scratch = block_monomials_.data();
+  const double* monomials = monomials_.data();
+  const double* work = work_.Data();
+  const auto block = static_cast<std::size_t>(NormalEquations::kBlock);
+  // The kernel asks for each sample's data one block ahead, so that it loads
+  // while the block before is summed.
+  const double* end = monomials + static_cast<std::size_t>(samples_) * terms;
   for (Int32 first = 0; first < samples_; first += NormalEquations::kBlock) {
     const Int32 count = std::min<Int32>(NormalEquations::kBlock, samples_ - first);
-    kernels::JacobianColumns(isa, in, count, normal_.Column(0), normal_.ColumnStride());
-    in.p += NormalEquations::kBlock;
-    in.q += NormalEquations::kBlock;
-    in.r += NormalEquations::kBlock;
-    in.work += 4 * NormalEquations::kBlock;
+    kernels::JacobianColumns(isa, monomials, terms, work, count, !RadiusHeld(), normal_.Column(0),
+                             normal_.ColumnStride(), end);
+    monomials += block * static_cast<std::size_t>(terms);
+    work += 4 * block;
     normal_.Add(count, f.Data() + first);
   }
   if (fp::FaultPending()) {

@@ -120,16 +120,12 @@ class IterativeCal : public LMModel {
   Array1<double> residuals_;  // filled by Getfi, then exchanged with the optimiser's
   // The kernels' tables: the monomials of every sample (TermCount() per
   // sample), the readings and positions as one array per field (P, Q, R,
-  // X, Y, Z, samples_ each) and the coefficients (X, Y, Z, 0 per term). The
-  // Jacobian forms the monomials of each block of samples again into
-  // block_monomials_; the table serves the uncertainty analysis and shows
-  // an overflow once per run.
+  // X, Y, Z, samples_ each) and the coefficients (X, Y, Z, 0 per term).
   enum class Table { kNotBuilt, kBuilt, kOverflows };
   Table table_ = Table::kNotBuilt;
   simd::AlignedVector<double> monomials_;
   simd::AlignedVector<double> columns_;
   simd::AlignedVector<double> coefficients_;
-  simd::AlignedVector<double> block_monomials_;
   NormalEquations normal_;
   Int16 samples_ = 0;
   Int16 m_ = 0;

@@ -105,27 +105,28 @@ template <class V>
 }
 
 template <class V, int kOrder>
-[[gnu::always_inline]] inline void JacobianBody(const JacobianInputs& in, int count,
-                                                double* columns, std::size_t ld) {
+[[gnu::always_inline]] inline void JacobianBody(const double* monomials, int terms,
+                                                const double* work, int count, bool radius_fitted,
+                                                double* columns, std::size_t ld,
+                                                const double* end) {
   const std::size_t n =
       kOrder > 0 ? static_cast<std::size_t>((kOrder + 1) * (kOrder + 2) * (kOrder + 3) / 6)
-                 : static_cast<std::size_t>(in.terms);
-  const std::size_t first = in.radius_fitted ? 4 : 3;  // row of the X coefficient of term 2
-  // The block's monomials first, so that their stores are done before the
-  // vectors below load them.
-  for (int k = 0; k < count; ++k)
-    RunningMonomials<kOrder>(in.order, in.p[k], in.q[k], in.r[k],
-                             in.scratch + static_cast<std::size_t>(k) * n);
+                 : static_cast<std::size_t>(terms);
+  const std::size_t first = radius_fitted ? 4 : 3;  // row of the X coefficient of term 2
+  const std::size_t ahead = static_cast<std::size_t>(count) * n;
   for (int k = 0; k < count; ++k) {
-    const double* w = in.work + 4 * static_cast<std::size_t>(k);
-    const double* m = in.scratch + static_cast<std::size_t>(k) * n + 1;  // from term 2
+    const double* w = work + 4 * static_cast<std::size_t>(k);
+    const double* m = monomials + static_cast<std::size_t>(k) * n + 1;  // from term 2
+    for (std::size_t byte = 0; byte < n * sizeof(double); byte += 64)
+      if (m + ahead + byte / sizeof(double) < end)
+        __builtin_prefetch(m + ahead + byte / sizeof(double));
     double* column = columns + static_cast<std::size_t>(k) * ld;
     // j_a = -w_a / w4 in lanes 0..2 (lane 3 is -w4 / w4, not used); rows 0
     // to 3 are written at once, row 3 then set or overwritten.
     const V4 wk = Load<V4>(w);
     const V4 j = -wk / wk[3];
     Store(column, j);
-    if (in.radius_fitted) column[3] = -1.0;
+    if (radius_fitted) column[3] = -1.0;
     Scaled<V>(-j[0], m, n - 1, column + first);
     Scaled<V>(-j[1], m, n - 1, column + first + (n - 1));
     Scaled<V>(-j[2], m, n - 1, column + first + 2 * (n - 1));
@@ -134,15 +135,19 @@ template <class V, int kOrder>
 
 // The order whose term count is `terms` when it is one of a calibration's
 // (1 to 3), else 0: the Jacobian kernel is built for each.
+int OrderOfTerms(int terms) { return terms == 4 ? 1 : terms == 10 ? 2 : terms == 20 ? 3 : 0; }
+
 void ResidualsBaseline(const ResidualInputs& in, double* work, double* f) {
 #define TAVRIC_CALL(O) ResidualsBody<simd::V2, O>(in, work, f)
   TAVRIC_FOR_ORDER(in.order, TAVRIC_CALL);
 #undef TAVRIC_CALL
 }
 
-void JacobianBaseline(const JacobianInputs& in, int count, double* columns, std::size_t ld) {
-#define TAVRIC_CALL(O) JacobianBody<simd::V2, O>(in, count, columns, ld)
-  TAVRIC_FOR_ORDER(in.order, TAVRIC_CALL);
+void JacobianBaseline(const double* monomials, int terms, const double* work, int count,
+                      bool radius_fitted, double* columns, std::size_t ld, const double* end) {
+#define TAVRIC_CALL(T) \
+  JacobianBody<simd::V2, T>(monomials, terms, work, count, radius_fitted, columns, ld, end)
+  TAVRIC_FOR_ORDER(OrderOfTerms(terms), TAVRIC_CALL);
 #undef TAVRIC_CALL
 }
 
@@ -153,10 +158,12 @@ TAVRIC_TARGET_AVX2 void ResidualsAvx2(const ResidualInputs& in, double* work, do
 #undef TAVRIC_CALL
 }
 
-TAVRIC_TARGET_AVX2 void JacobianAvx2(const JacobianInputs& in, int count, double* columns,
-                                     std::size_t ld) {
-#define TAVRIC_CALL(O) JacobianBody<simd::V4, O>(in, count, columns, ld)
-  TAVRIC_FOR_ORDER(in.order, TAVRIC_CALL);
+TAVRIC_TARGET_AVX2 void JacobianAvx2(const double* monomials, int terms, const double* work,
+                                     int count, bool radius_fitted, double* columns, std::size_t ld,
+                                     const double* end) {
+#define TAVRIC_CALL(T) \
+  JacobianBody<simd::V4, T>(monomials, terms, work, count, radius_fitted, columns, ld, end)
+  TAVRIC_FOR_ORDER(OrderOfTerms(terms), TAVRIC_CALL);
 #undef TAVRIC_CALL
 }
 #endif
@@ -171,13 +178,15 @@ void Residuals(simd::Isa isa, const ResidualInputs& in, double* work, double* f)
   ResidualsBaseline(in, work, f);
 }
 
-void JacobianColumns(simd::Isa isa, const JacobianInputs& in, int count, double* columns,
-                     std::size_t ld) {
+void JacobianColumns(simd::Isa isa, const double* monomials, int terms, const double* work,
+                     int count, bool radius_fitted, double* columns, std::size_t ld,
+                     const double* end) {
 #ifdef TAVRIC_SIMD_AVX2
-  if (isa == simd::Isa::kAvx2) return JacobianAvx2(in, count, columns, ld);
+  if (isa == simd::Isa::kAvx2)
+    return JacobianAvx2(monomials, terms, work, count, radius_fitted, columns, ld, end);
 #endif
   (void)isa;
-  JacobianBaseline(in, count, columns, ld);
+  JacobianBaseline(monomials, terms, work, count, radius_fitted, columns, ld, end);
 }
 
 }  // namespace tavric::kernels

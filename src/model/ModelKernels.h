@@ -4,9 +4,9 @@
 //
 // The residuals run four samples side by side (one per lane of a vector),
 // forming each sample's monomials by the running products of
-// Polynome3Variables::Value. The Jacobian forms the monomials of a block of
-// samples the same way (Polynome3Variables::Monomials) from the readings,
-// which stream from memory faster than a table of every sample's monomials.
+// Polynome3Variables::Value. The Jacobian reads a table of the monomials of
+// every sample, formed once per run (Polynome3Variables::Monomials: `terms`
+// values per sample, in term order).
 #pragma once
 
 #include <cstddef>
@@ -37,24 +37,14 @@ struct ResidualInputs {
 // Faults are left in the floating-point flags.
 void Residuals(simd::Isa isa, const ResidualInputs& in, double* work, double* f);
 
-// What the Jacobian loop reads for the samples of a block.
-struct JacobianInputs {
-  int order = 0;  // of the polynomial
-  int terms = 0;  // (order + 1)(order + 2)(order + 3) / 6
-  // The samples' readings (thousands of counts), from the block's first.
-  const double *p = nullptr, *q = nullptr, *r = nullptr;
-  // w1, w2, w3, w4 of each sample (4 per sample, as Residuals writes them).
-  const double* work = nullptr;
-  bool radius_fitted = true;
-  // Room for `terms` monomials of every sample of the block.
-  double* scratch = nullptr;
-};
-
 // The Jacobian columns of samples 0..count-1, column k at columns + k * ld:
 // j_a = -w_a / w4 for the centre (rows 0..2), -1 for the radius when it is
 // fitted (row 3), then -j_a * monomial t for the X, Y and Z coefficients of
 // terms 2..terms (after the sphere rows). Faults are left in the flags.
-void JacobianColumns(simd::Isa isa, const JacobianInputs& in, int count, double* columns,
-                     std::size_t ld);
+// The monomials of the samples one block further on (up to `end`) are
+// asked into the cache meanwhile.
+void JacobianColumns(simd::Isa isa, const double* monomials, int terms, const double* work,
+                     int count, bool radius_fitted, double* columns, std::size_t ld,
+                     const double* end);
 
 }  // namespace tavric::kernels
