@@ -106,21 +106,9 @@ void Polynome3Variables::PowerInto(double P, double Q, double R, Array1<double>&
 }
 
 void Polynome3Variables::Monomials(double P, double Q, double R, double* out) const noexcept {
-  const int n = order_;
-  double m = 1.0;
-  std::size_t t = 0;
-  for (int i = 0; i <= n; ++i) {
-    const double mP = m;
-    for (int j = 0; j <= n - i; ++j) {
-      const double mPQ = m;
-      for (int k = 0; k <= n - i - j; ++k) {
-        out[t++] = m;
-        m *= R;
-      }
-      m = mPQ * Q;
-    }
-    m = mP * P;
-  }
+#define TAVRIC_CALL(O) kernels::RunningMonomials<O>(order_, P, Q, R, out)
+  TAVRIC_FOR_ORDER(order_, TAVRIC_CALL);
+#undef TAVRIC_CALL
 }
 
 bool Polynome3Variables::ValuesAt(const double* readings, std::size_t count, const double shift[3],

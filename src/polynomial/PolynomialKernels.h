@@ -9,21 +9,16 @@
 
 namespace tavric::kernels {
 
-// Polynome3Variables::Value's sums with one reading per lane of V: m runs
-// through the monomials by running products (times R within the innermost
-// loop, then restarting from its value before it times Q, then times P) and
-// output a adds m times coefficient[stride * t + a] for the terms t in
+// Runs through the monomials of a reading (one per lane of V) as
+// Polynome3Variables::Value does, by running products: m starts at 1 and is
+// multiplied by R within the innermost loop, restarting from its value
+// before it times Q, then times P; term(m) is called for every term in
 // order. kOrder: the order, or 0 to read `order`.
-template <class V, int kOrder>
-[[gnu::always_inline]] inline void ValueSums(int order, const double* coefficients,
-                                             std::size_t stride, const V& P, const V& Q, const V& R,
-                                             V& x, V& y, V& z) {
+template <class V, int kOrder, class Term>
+[[gnu::always_inline]] inline void ForEachMonomial(int order, const V& P, const V& Q, const V& R,
+                                                   Term&& term) {
   const int n = kOrder > 0 ? kOrder : order;
-  x = V{};
-  y = V{};
-  z = V{};
   V m = V{} + 1.0;
-  const double* c = coefficients;
 #pragma GCC unroll 4
   for (int i = 0; i <= n; ++i) {
     const V mP = m;
@@ -31,16 +26,44 @@ template <class V, int kOrder>
     for (int j = 0; j <= n - i; ++j) {
       const V mPQ = m;
 #pragma GCC unroll 4
-      for (int k = 0; k <= n - i - j; ++k, c += stride) {
-        x = x + m * c[0];
-        y = y + m * c[1];
-        z = z + m * c[2];
+      for (int k = 0; k <= n - i - j; ++k) {
+        term(m);
         m = m * R;
       }
       m = mPQ * Q;
     }
     m = mP * P;
   }
+}
+
+// Polynome3Variables::Value's sums with one reading per lane of V: output a
+// adds monomial t times coefficient[stride * t + a] for the terms t in order.
+template <class V, int kOrder>
+[[gnu::always_inline]] inline void ValueSums(int order, const double* coefficients,
+                                             std::size_t stride, const V& P, const V& Q, const V& R,
+                                             V& x, V& y, V& z) {
+  x = V{};
+  y = V{};
+  z = V{};
+  const double* c = coefficients;
+  ForEachMonomial<V, kOrder>(
+      order, P, Q, R, [&](const V& m) __attribute__((always_inline)) {
+        x = x + m * c[0];
+        y = y + m * c[1];
+        z = z + m * c[2];
+        c += stride;
+      });
+}
+
+// The monomials of one reading in term order (out[t]: term t + 1), as
+// Polynome3Variables::Value forms them.
+template <int kOrder>
+[[gnu::always_inline]] inline void RunningMonomials(int order, double P, double Q, double R,
+                                                    double* out) {
+  using simd::V1;
+  ForEachMonomial<V1, kOrder>(
+      order, V1{P}, V1{Q},
+      V1{R}, [&](const V1& m) __attribute__((always_inline)) { *out++ = m[0]; });
 }
 
 // out[3 i + a] = output a (X, Y, Z) of the polynomial of `order` with the

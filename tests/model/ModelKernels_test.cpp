@@ -1,10 +1,12 @@
 // The calibration model's kernels against its plain loops, bit for bit.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstdint>
 #include <random>
+#include <vector>
 
 #include "TestSupport.h"
 #include "geometry/Matrix33.h"
@@ -95,6 +97,28 @@ TEST_P(ModelKernels, ResidualsEqualThePlainLoopBitForBit) {
       model->ResidualsReference(reference);
       EXPECT_TRUE(SameBits(model->LM().fi(), reference)) << "order " << +order << " held " << held;
     }
+}
+
+// The kernel stores w1..w4 of several samples at once (by a transpose with
+// 4 lanes); the outward normals read them back, sample by sample.
+TEST_P(ModelKernels, ResidualsLeaveEachSamplesWorkValuesAsThePlainLoop) {
+  for (Byte order = 1; order <= 3; ++order) {
+    Model model(order, false);
+    Array1<double> X = model.Parameters(20u + order);
+    Int16 which = 0;
+    model->Getfi(which, X);
+    std::vector<std::array<double, 3>> fast;
+    for (Int32 k = 1; k <= 701; ++k) fast.push_back(model->OutwardNormal(k));
+    Array1<double> reference(1, 701);
+    model->ResidualsReference(reference);
+    for (Int32 k = 1; k <= 701; ++k) {
+      const std::array<double, 3> plain = model->OutwardNormal(k);
+      for (std::size_t a = 0; a < 3; ++a)
+        ASSERT_EQ(std::bit_cast<std::uint64_t>(fast[static_cast<std::size_t>(k - 1)][a]),
+                  std::bit_cast<std::uint64_t>(plain[a]))
+            << "order " << +order << " sample " << k << " axis " << a;
+    }
+  }
 }
 
 TEST_P(ModelKernels, NormalEquationsEqualThePlainLoopsOverTheStoredJacobian) {
