@@ -35,6 +35,15 @@ constexpr int kWeakest = 3;
 // Fibonacci lattice times radial levels spaced for equal volume.
 constexpr int kRangeDirections = 400;
 constexpr int kRangeLevels = 5;
+// The levels' radii as fractions of the reach: the cube roots of 1/5, 2/5,
+// ... 5/5, written out rather than computed. A call std::cbrt(level / 5.0)
+// gives build-dependent bits: where the optimiser sees a constant argument
+// (the first level's) the compiler evaluates it, correctly rounded, and
+// elsewhere the C library does, and glibc's cbrt(0.2) is one unit in the
+// last place lower. These are the C library's values, so the figures keep
+// the bits they had in unoptimised builds.
+constexpr double kRangeLevelRadius[kRangeLevels] = {
+    0x1.2b6b5edf6b549p-1, 0x1.793eace1a3425p-1, 0x1.afd66803b2c0cp-1, 0x1.db4c7760bcff2p-1, 1.0};
 // Residuals further than this many robust sigmas from the median are
 // counted as outliers.
 constexpr double kOutlierSigmas = 5.0;
@@ -178,8 +187,8 @@ DeflectionUncertainty OverRange(const DeflectionCovarianceField& field,
     const double z = 1.0 - (2.0 * i + 1.0) / kRangeDirections;
     const double ring = std::sqrt(1.0 - z * z);
     const Vec3 u = {ring * std::cos(golden * i), ring * std::sin(golden * i), z};
-    for (int level = 1; level <= kRangeLevels; ++level) {
-      const double radius = reach * std::cbrt(static_cast<double>(level) / kRangeLevels);
+    for (const double level : kRangeLevelRadius) {
+      const double radius = reach * level;
       for (double c : u) points.push_back(radius * c);
     }
   }
