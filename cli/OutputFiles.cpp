@@ -138,7 +138,7 @@ std::string WhyNotWritten(const std::string& path) {
   if (!fs::exists(folder, ec))
     return "the folder " + folder.string() + " does not exist; create it first";
   if (!fs::is_directory(folder, ec)) return folder.string() + " is not a folder";
-  if (access(folder.c_str(), W_OK) != 0)
+  if (access(folder.string().c_str(), W_OK) != 0)
     return "this user cannot write into the folder " + folder.string();
   return "the disk may be full, or the device failed; an existing file of that name was left "
          "as it was";
