@@ -55,7 +55,17 @@ void TextFile::Open(const std::string& path, Mode mode) {
     if (!size_error) content.resize(static_cast<std::size_t>(size));
     std::size_t used = 0;
     for (;;) {
-      if (used == content.size()) content.resize(std::max<std::size_t>(2 * used, 65536));
+      if (used == content.size()) {
+        // Full: the file may have ended exactly here (the usual case when its
+        // size was known) or grown. A small read tells which, before the
+        // buffer is doubled (zeroed and copied) for nothing.
+        char probe[4096];
+        const std::size_t more = std::fread(probe, 1, sizeof probe, f);
+        if (more == 0) break;
+        content.resize(std::max<std::size_t>(2 * (used + more), 65536));
+        std::memcpy(content.data() + used, probe, more);
+        used += more;
+      }
       const std::size_t n = std::fread(content.data() + used, 1, content.size() - used, f);
       used += n;
       if (n == 0) break;

@@ -1,6 +1,7 @@
 #include "uncertainty/FitAnalysis.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <numbers>
 #include <numeric>
@@ -160,11 +161,18 @@ std::vector<double> FileUnitsCovariance(const Eigen::MatrixXd& c, const Coeffici
 UncertaintyCollector AtSamples(const DeflectionCovarianceField& field,
                                const std::vector<Vec3>& normals, const Array2<double>& readings,
                                Int32 m) {
-  std::vector<uncertainty::Mat3> covariances(static_cast<std::size_t>(m));
-  field.AtEach(readings.Data(), covariances.size(), covariances.data());
-  UncertaintyCollector collector(static_cast<std::size_t>(m));
-  for (std::size_t k = 0; k < covariances.size(); ++k)
-    collector.Add(uncertainty::Split(covariances[k], normals[k]));
+  // A chunk of samples at a time (a multiple of the vector lanes, so that
+  // only the last chunk has readings left over), split while still in cache.
+  constexpr std::size_t kChunk = 256;
+  std::array<uncertainty::Mat3, kChunk> covariances;
+  const auto count = static_cast<std::size_t>(m);
+  UncertaintyCollector collector(count);
+  for (std::size_t first = 0; first < count; first += kChunk) {
+    const std::size_t chunk = std::min(kChunk, count - first);
+    field.AtEach(readings.Data() + 3 * first, chunk, covariances.data());
+    for (std::size_t k = 0; k < chunk; ++k)
+      collector.Add(uncertainty::Split(covariances[k], normals[first + k]));
+  }
   return collector;
 }
 
