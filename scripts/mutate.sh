@@ -97,6 +97,30 @@ mutation "gradient test not strict" \
   'std::fabs(GradientNorm) <= s.ConvergenceGradientNormValue' model
 mutation "Jacobian: radius derivative +1" \
   src/model/IterativeCal.cpp 'column[3] = -1.0;' 'column[3] = 1.0;' model interface
+mutation "normal-matrix kernel: the second half of a tile multiplies the first half's rows" \
+  src/solvers/NormalEquations.cpp 'hi[c] = hi[c] + x_hi * x_j;' 'hi[c] = hi[c] + x_lo * x_j;' \
+  solvers interface
+mutation "normal-matrix kernel: the tiles on the diagonal skipped" \
+  src/solvers/NormalEquations.cpp 'for (std::size_t j0 = i0; j0 < n; j0 += kTileColumns) {' \
+  'for (std::size_t j0 = i0 + kTileColumns; j0 < n; j0 += kTileColumns) {' solvers interface
+mutation "Jacobian kernel: the normal's direction not negated" \
+  src/model/ModelKernels.cpp 'const V4 j = -wk / wk[3];' 'const V4 j = wk / wk[3];' model interface
+mutation "Jacobian kernel: the last, partial vector of a row not written" \
+  src/model/ModelKernels.cpp \
+  'if (count % L != 0) Store(out + count - L, Load<V>(m + count - L) * s);' '(void)0;' \
+  model interface
+mutation "residual kernel: w3 from the centre's y" \
+  src/model/ModelKernels.cpp 'const V w3 = z + Load<V>(in.z + k) - in.centre[2];' \
+  'const V w3 = z + Load<V>(in.z + k) - in.centre[1];' model interface
+mutation "deflection covariance in lanes: the powers of R from Q" \
+  src/uncertainty/DeflectionCovariance.cpp 'pr[e] = pr[e - 1] * r;' 'pr[e] = pr[e - 1] * q;' \
+  uncertainty interface
+mutation "uncertainty at the samples: every chunk from the first sample" \
+  src/uncertainty/FitAnalysis.cpp \
+  'field.AtEach(readings.Data() + 3 * first, chunk, covariances.data());' \
+  'field.AtEach(readings.Data(), chunk, covariances.data());' uncertainty interface
+mutation "file reading: a file that reports no size is read as empty" \
+  src/runtime/TextFile.cpp 'if (more == 0) break;' 'if (more <= sizeof probe) break;' runtime data
 mutation "first-order terms seeded x 100 instead of x 1000" \
   src/model/IterativeCal.cpp 'M0.Mij(r1, col) * 1000.0' 'M0.Mij(r1, col) * 100.0' \
   model interface
