@@ -456,17 +456,21 @@ run_windows_tests() {
     return 1
   fi
   timeout "$TEST_TIMEOUT" wine "$WIN/windows/TavricComClient.exe" api \
-    --scan "$(winepath -w "$REFERENCE/scan.bin")" --out "$(winepath -w "$out")" >"$log" 2>&1 || rc=$?
+    --scan "$(winepath -w "$REFERENCE/scan.bin")" --big "$(winepath -w "$REFERENCE/big.bin")" \
+    --out "$(winepath -w "$out")" >"$log" 2>&1 || rc=$?
   if [ "$rc" != 0 ] || ! tr -d '\r' <"$log" | grep -Eq '^RESULT: [1-9][0-9]* passed, 0 failed$'; then
     local first
     first=$(tr -d '\r' <"$log" | grep -m1 '^FAIL' || true)
     echo "windows: ${first:-client exit status $rc}"
     return 1
   fi
-  if ! cmp -s "$REFERENCE/linux-scan.cal" "$out/windows-scan.cal"; then
-    echo "windows: the calibration file differs from the Linux one"
-    return 1
-  fi
+  local name
+  for name in scan big; do
+    if ! cmp -s "$REFERENCE/linux-$name.cal" "$out/windows-$name.cal"; then
+      echo "windows: the calibration file of $name.bin differs from the Linux one"
+      return 1
+    fi
+  done
 }
 
 # --- Baseline -------------------------------------------------------------------------------------
