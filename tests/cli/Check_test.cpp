@@ -61,7 +61,10 @@ TEST(CliCheck, TwoPlanesAreReportedAsNotAcceptedAndFailLikeACalibration) {
   EXPECT_EQ(r.status, 1);
   EXPECT_EQ(testing::FirstLine(r.err), "Bi-directionnal scans detection error.") << r.err;
   EXPECT_TRUE(Contains(r.out, "Planes        : 2 (2 scanned in both senses)\n")) << r.out;
-  EXPECT_TRUE(Contains(r.out, "Accepted      : no")) << r.out;
+  EXPECT_TRUE(Contains(r.out,
+                       "Accepted      : no: a calibration needs at least three planes scanned in "
+                       "both senses\n"))
+      << r.out;
   const auto j = RunCli({"check", dir.File("two.txt"), "--json"});
   EXPECT_EQ(j.status, 1);
   EXPECT_EQ(Json(j)["accepted"], false);

@@ -1,5 +1,7 @@
 // tavric show on calibrations of the bundled example.
+#include <cmath>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 #include "CliRun.h"
@@ -89,6 +91,41 @@ TEST(CliShow, AFileThatIsNoCalibrationFailsWithTheLoadText) {
       << r.err;
   EXPECT_NE(r.err.find("\nhint: the file is empty\n"), std::string::npos) << r.err;
   EXPECT_EQ(RunCli({"show", dir.File("missing.cal")}).status, 2);
+}
+
+TEST(CliShow, ANegativeZeroCoefficientIsPrintedAsZero) {
+  TempDir dir;
+  const std::string fitted = dir.File("fitted.cal");
+  ASSERT_EQ(RunCli({"calibrate", kMarked, "-o", fitted}).status, 0);
+  // The same calibration with the X coefficient of term 2 (R) written as -0.
+  std::ifstream in(fitted, std::ios::binary);
+  std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const std::size_t row = text.find("\n0,0,1,");
+  ASSERT_NE(row, std::string::npos);
+  const std::size_t first = row + 7;
+  text.replace(first, text.find(',', first) - first, "-0");
+  const std::string edited = dir.File("edited.cal");
+  std::ofstream(edited, std::ios::binary) << text;
+
+  ClsProbeCalibration cal;
+  ASSERT_EQ(cal.LoadCalibrationFunctions(edited), "OK");
+  double x = 1.0, y = 0.0, z = 0.0;
+  cal.GetPolyParameters(0, 0, 1, x, y, z);
+  ASSERT_TRUE(x == 0.0 && std::signbit(x)) << "the file's -0 is read as " << x;
+
+  const auto r = RunCli({"show", edited});
+  ASSERT_EQ(r.status, 0) << r.err;
+  std::istringstream lines(r.out);
+  std::string line;
+  bool found = false;
+  while (std::getline(lines, line)) {
+    std::istringstream fields(line);
+    std::string term, p, q, rr, cx;
+    if (!(fields >> term >> p >> q >> rr >> cx) || term != "2") continue;
+    found = true;
+    EXPECT_EQ(cx, "0") << line;
+  }
+  EXPECT_TRUE(found) << r.out;
 }
 
 }  // namespace

@@ -117,6 +117,20 @@ TEST(DataCheck, AScanWithAConstantDeflectionGivesTheTrueCentreAndTheRadiusLessTh
   EXPECT_TRUE(report.accepted);
 }
 
+TEST(DataCheck, ThreePlanesScannedInBothSensesAreAcceptedAndTwoAreNot) {
+  // The scan plan's tilted planes come with the equator: one tilted plane
+  // makes two planes in all, two make three, the fewest a calibration takes.
+  for (const int tilted : {1, 2}) {
+    sim::Scenario scenario;
+    scenario.plan.planes = tilted;
+    scenario.plan.total_samples = 1200;
+    const DataCheckReport report = CheckCalibrationData(sim::Simulate(scenario).data);
+    ASSERT_EQ(report.sphere_result, "OK") << tilted;
+    EXPECT_EQ(report.bidirectional_planes, tilted + 1);
+    EXPECT_EQ(report.accepted, tilted + 1 >= 3) << tilted + 1 << " planes";
+  }
+}
+
 TEST(DataCheck, TheSphereIsTheLeastSquaresSphereOfTheMachinePositions) {
   // With a varying deflection and noise the positions are off any sphere by
   // up to a tenth of a millimetre; the check's fit stops once its step is
