@@ -120,7 +120,8 @@ mutation "uncertainty at the samples: every chunk from the first sample" \
   'field.AtEach(readings.Data() + 3 * first, chunk, covariances.data());' \
   'field.AtEach(readings.Data(), chunk, covariances.data());' uncertainty interface
 mutation "file reading: a file that reports no size is read as empty" \
-  src/runtime/TextFile.cpp 'if (more == 0) break;' 'if (more <= sizeof probe) break;' runtime data
+  src/runtime/TextFile.cpp 'content.resize(std::max<std::size_t>(2 * used, 65536));' \
+  'content.resize(used);' runtime data
 mutation "first-order terms seeded x 100 instead of x 1000" \
   src/model/IterativeCal.cpp 'M0.Mij(r1, col) * 1000.0' 'M0.Mij(r1, col) * 100.0' \
   model interface

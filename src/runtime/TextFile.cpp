@@ -47,25 +47,17 @@ void TextFile::Open(const std::string& path, Mode mode) {
     errno = 0;
     std::FILE* f = OpenForInput(path);
     if (f == nullptr) RaiseOpenError(path, errno, true);
-    // Read whole, into a buffer of the file's size when it is known (it
-    // still grows if the file does).
+    // Read whole, into a buffer one byte longer than the file's size when it
+    // is known: the read that fills it short says the file ended, with no
+    // growing of the buffer (it still grows if the file does, or when the
+    // size is not known).
     std::string content;
     std::error_code size_error;
     const auto size = fs::file_size(NativePath(path), size_error);
-    if (!size_error) content.resize(static_cast<std::size_t>(size));
+    if (!size_error) content.resize(static_cast<std::size_t>(size) + 1);
     std::size_t used = 0;
     for (;;) {
-      if (used == content.size()) {
-        // Full: the file may have ended exactly here (the usual case when its
-        // size was known) or grown. A small read tells which, before the
-        // buffer is doubled (zeroed and copied) for nothing.
-        char probe[4096];
-        const std::size_t more = std::fread(probe, 1, sizeof probe, f);
-        if (more == 0) break;
-        content.resize(std::max<std::size_t>(2 * (used + more), 65536));
-        std::memcpy(content.data() + used, probe, more);
-        used += more;
-      }
+      if (used == content.size()) content.resize(std::max<std::size_t>(2 * used, 65536));
       const std::size_t n = std::fread(content.data() + used, 1, content.size() - used, f);
       used += n;
       if (n == 0) break;
